@@ -1,0 +1,46 @@
+// Interface services shared by every module: job controls by status mask,
+// status bar, System Log, text view fonts, progress, dialogs, PNG snapshots
+// and text saving. All run on the main thread.
+#pragma once
+#include "core/statusmask.h"
+
+#include <gtk/gtk.h>
+
+void common_set_toolbar_and_menu_status(int mask);
+void common_enable_toolbar_and_menu_status_all();
+void common_disable_toolbar_and_menu_status_all();
+
+void common_set_statusbar_text(const gchar *text);
+// Appends to the System Log as it is: no newline added, no scrolling.
+void common_append_log_textview(const gchar *text);
+
+void common_init_textview_properties();
+const gchar *common_get_current_font_description();
+// Takes ownership of `font` and applies it to the five text views.
+void common_set_textview_fonts_from_description(gchar *font);
+void common_on_set_textview_fonts();
+
+void common_advertise_progress(gdouble fraction);
+
+void common_create_friendly_dialog(const gchar *title, const gchar *text);
+void common_create_simple_error_dialog(GtkWindow *parent, const gchar *text);
+
+void common_save_as_png(GtkWidget *widget, GdkDrawable *drawable, const gchar *path,
+                        const gchar *suffix);
+// Writes the whole text of the view; nonzero on success. A failed write
+// logs its message to the System Log and returns 0.
+int common_textview_save_contents(GtkTextView *view, const gchar *path);
+
+void common_show_release_notes();
+
+void on_textview_report_save_contents_activate(GtkMenuItem *item, gpointer data);
+
+// The file lists' pop-up: shows the menu of `kind` (0 report list, 1 tape
+// bar, 2 tape editor, 3 split, 4 CBM repair) when exactly one row of `view`
+// is selected and the last tested tape is a TAP file. TRUE when shown.
+gboolean on_view_file_popup_menu(GtkWidget *view, GdkEventButton *event, guint kind);
+
+// The module owning a file list registers the builder of its pop-up menu.
+using FilePopupBuilder = GtkWidget *(*)();
+constexpr guint FILE_POPUP_KINDS = 5;
+void common_register_file_popup_builder(guint kind, FilePopupBuilder builder);

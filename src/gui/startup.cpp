@@ -1,0 +1,84 @@
+#include "gui/startup.h"
+
+#include "gui/appstate.h"
+#include "gui/common.h"
+#include "gui/icons.h"
+#include "gui/interface.h"
+#include "gui/options.h"
+#include "gui/prgfiles.h"
+#include "gui/support.h"
+
+#include <glib/gi18n-lib.h>
+
+#include <clocale>
+
+namespace {
+
+const GtkTargetEntry target_list[] = {
+    {const_cast<gchar *>("text/uri-list"), 0, 0},
+};
+
+void log_environment()
+{
+    common_append_log_textview(_("Quillmar Front End environment options:\n"));
+    common_append_log_textview("         TAPHOME: ");
+    const gchar *taphome = g_getenv("TAPHOME");
+    if (taphome) {
+        common_append_log_textview(taphome);
+        common_append_log_textview("\n");
+        // A value that is not a folder is shown but not used.
+        if (g_file_test(taphome, G_FILE_TEST_IS_DIR))
+            replace_owned_string(utf8_path_lastopenfolder, taphome);
+    } else {
+        common_append_log_textview(_("[none]\n"));
+    }
+}
+
+void attach_menu(const char *tool_button, GtkWidget *menu)
+{
+    gtk_menu_tool_button_set_menu(GTK_MENU_TOOL_BUTTON(lookup_widget(mainwindow, tool_button)),
+                                  menu);
+}
+
+} // namespace
+
+void quillmarfe_startup(int *argc, char ***argv)
+{
+    bindtextdomain(GETTEXT_PACKAGE, "");
+    bind_textdomain_codeset(GETTEXT_PACKAGE, "UTF-8");
+    textdomain(GETTEXT_PACKAGE);
+
+    setlocale(LC_ALL, "");
+    gtk_init(argc, argv);
+
+    add_pixmap_directory("/quillmarfe/pixmaps");
+
+    mainwindow = create_mainwindow();
+    attach_icon_to_window(mainwindow);
+
+    gtk_drag_dest_set(mainwindow, GtkDestDefaults(GTK_DEST_DEFAULT_MOTION | GTK_DEST_DEFAULT_DROP),
+                      target_list, G_N_ELEMENTS(target_list),
+                      GdkDragAction(GDK_ACTION_COPY | GDK_ACTION_MOVE));
+
+    common_init_textview_properties();
+
+    gchar *cwd = g_get_current_dir();
+    replace_owned_string(utf8_path_consolelocation, cwd);
+    g_free(cwd);
+
+    log_environment();
+
+    options_module_init();
+    options_init_checkbuttons();
+
+    attach_menu("menutoolbutton_convert", create_menu_convert());
+    attach_menu("menutoolbutton_recordaudio", create_menu_record());
+
+    common_set_toolbar_and_menu_status(STATUS_NO_FILE_ATTACHED);
+
+    prgfiles_module_init();
+
+    common_show_release_notes();
+    release_notes_on = 1;
+    common_set_statusbar_text(_(" No TAP/DMP file or folder attached for operation or batch scan"));
+}

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test headless: first the
+# normal build, then the AddressSanitizer + UndefinedBehaviorSanitizer build.
+set -uo pipefail
+cd "$(dirname "$0")"
+./scripts/ensure-deps.sh || exit 1
+
+jobs=${QM_JOBS:-2}
+failed=0
+
+run_suite() {   # build-folder, extra cmake arguments...
+  local dir=$1; shift
+  cmake -S . -B "$dir" "$@" >/dev/null || return 1
+  cmake --build "$dir" -j"$jobs" || return 1
+  # One virtual display for the whole run; the GUI tests open real windows on it.
+  xvfb-run -a -s "-screen 0 1280x1024x24" \
+    ctest --test-dir "$dir" --output-on-failure -j"$jobs"
+}
+
+echo "=== Build and test ==="
+run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo || failed=1
+
+echo "=== Sanitizer build (AddressSanitizer + UndefinedBehaviorSanitizer) and test ==="
+run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DQM_SANITIZE=ON || failed=1
+
+exit $failed
