@@ -120,7 +120,6 @@ GtkWidget *create_page_options(GtkWidget *top)
                        "If this option is enabled then each cleaned file is moved to the folder "
                        "where the source file is (only required for Quillmar 0.24 or older)"));
     ui::pack(vbox, console_group(top));
-    ui::pack(vbox, button_row(top));
 
     // The page is taller than the default window: let it scroll.
     GtkWidget *scrolled = ui::named(top, "scrolledwindow_options",
@@ -129,5 +128,11 @@ GtkWidget *create_page_options(GtkWidget *top)
                                    GTK_POLICY_AUTOMATIC);
     gtk_scrolled_window_add_with_viewport(GTK_SCROLLED_WINDOW(scrolled), vbox);
     gtk_viewport_set_shadow_type(GTK_VIEWPORT(gtk_bin_get_child(GTK_BIN(scrolled))), GTK_SHADOW_NONE);
-    return scrolled;
+
+    // The buttons stay in sight below the scrolled options.
+    GtkWidget *page = ui::named(top, "vbox_options_page", gtk_vbox_new(FALSE, 4));
+    ui::pack(page, scrolled, true, true);
+    GtkWidget *buttons = ui::pack(page, button_row(top));
+    gtk_container_set_border_width(GTK_CONTAINER(buttons), 4);
+    return page;
 }
