@@ -12,8 +12,10 @@ run_suite() {   # build-folder, extra cmake arguments...
   local dir=$1; shift
   cmake -S . -B "$dir" "$@" >/dev/null || return 1
   cmake --build "$dir" -j"$jobs" || return 1
-  # One virtual display for the whole run; the GUI tests open real windows on it.
-  xvfb-run -a -s "-screen 0 1280x1024x24" \
+  # One virtual display for the whole run; the GUI tests open real windows on
+  # it. -noreset keeps the server up between two tests (no reset, no refused
+  # connection).
+  xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" \
     ctest --test-dir "$dir" --output-on-failure -j"$jobs"
 }
 
