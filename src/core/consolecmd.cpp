@@ -140,7 +140,7 @@ std::string scanner_switches(bool excludeall, const std::vector<ScannerRow> &row
     return out;
 }
 
-std::string prepare_console_command(const ConsoleSettings &s, int batch, int record)
+std::string console_command_head(const ConsoleSettings &s, int batch, int record)
 {
     gchar *exe = g_build_filename(s.console_location.c_str(), "quillmar", nullptr);
     std::string line = format1(_("'%s' "), exe);
@@ -152,9 +152,12 @@ std::string prepare_console_command(const ConsoleSettings &s, int batch, int rec
     for (const FlagSwitch &f : flag_switches)
         if (flag_written(s, f, batch, record))
             line += _(f.text);
-
-    line += scanner_switches(s.excludeall, s.scanners);
     return line;
+}
+
+std::string prepare_console_command(const ConsoleSettings &s, int batch, int record)
+{
+    return console_command_head(s, batch, record) + scanner_switches(s.excludeall, s.scanners);
 }
 
 std::string console_operation_piece(ConsoleOperation op, const std::string &path)

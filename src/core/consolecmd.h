@@ -31,6 +31,9 @@ struct ConsoleSettings {
 // 10.0, the check-box switches and the scanner switches; every piece ends in
 // one blank. batch and record are compared with 1: batch enables the
 // subfolder and CRC-sort switches, record the sine switch.
+// The executable, tolerance and option switches: the line before the
+// scanner switches.
+std::string console_command_head(const ConsoleSettings &s, int batch, int record);
 std::string prepare_console_command(const ConsoleSettings &s, int batch, int record);
 
 enum class ConsoleOperation { Test, Clean, Batch, ConvertV0, ConvertV1, RecordAu, RecordWav };

@@ -102,13 +102,11 @@ void read_addresses(const char *text, ReportEntry &entry)
 
 } // namespace
 
-ReportTotals report_totals_without_report(ReportTotals previous)
+ReportTotals report_totals_without_report(const ReportTotals &previous)
 {
-    previous.path_last_report.reset();
-    previous.total_size = 0;
-    previous.checksum_test_passed = false;
-    previous.read_test_passed = false;
-    return previous;
+    ReportTotals totals;
+    totals.recognized_size = previous.recognized_size;
+    return totals;
 }
 
 ParsedReport report_parse_stream(FILE *stream, ReportTotals previous)

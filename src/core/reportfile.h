@@ -78,7 +78,7 @@ ParsedReport report_parse_file(const std::string &path, ReportTotals previous);
 // path is forgotten, total_size is 0 and both tests count as failed;
 // recognized_size keeps its previous value (it is not shown while
 // total_size is 0).
-ReportTotals report_totals_without_report(ReportTotals previous);
+ReportTotals report_totals_without_report(const ReportTotals &previous);
 
 // The type table maps a type descriptor (an owned copy, freed by the table)
 // to its occurrence count, stored as an integer in the value slot

@@ -1,6 +1,7 @@
 #include "gui/interface.h"
 
 #include "gui/appstate.h"
+#include "gui/attach.h"
 #include "gui/callbacks.h"
 #include "gui/console.h"
 #include "gui/support.h"
@@ -60,6 +61,7 @@ GtkWidget *create_menubar(GtkWidget *top, GtkAccelGroup *accel_group)
     ui::tooltip(notes, "Show release notes");
     gtk_container_add(GTK_CONTAINER(help_menu), notes);
 
+    g_signal_connect(open, "activate", G_CALLBACK(on_menuitem_file_open_activate), nullptr);
     g_signal_connect(quit, "activate", G_CALLBACK(on_menuitem_file_quit_activate), nullptr);
     g_signal_connect(about, "activate", G_CALLBACK(on_menuitem_help_about_activate), nullptr);
     g_signal_connect(notes, "activate", G_CALLBACK(on_menuitem_help_release_notes_activate),
@@ -95,21 +97,21 @@ GtkWidget *create_toolbar(GtkWidget *top)
     gtk_toolbar_set_style(GTK_TOOLBAR(toolbar), GTK_TOOLBAR_BOTH);
     tool_button(toolbar, top, "toolbutton_open_file", false, GTK_STOCK_OPEN, "Open",
                 "Attach a file to test, clean, convert, or record",
-                nullptr);
+                G_CALLBACK(on_toolbutton_open_file_clicked));
     separator(toolbar, top, "separatortoolitem1");
     tool_button(toolbar, top, "toolbutton_batch", false, GTK_STOCK_OPEN, "Batch",
-                "Select a folder for batch scanning", nullptr);
+                "Select a folder for batch scanning", G_CALLBACK(on_toolbutton_batch_clicked));
     separator(toolbar, top, "separatortoolitem2");
     tool_button(toolbar, top, "toolbutton_test", false, GTK_STOCK_PROPERTIES, "Test",
-                "Test the attached file", nullptr);
+                "Test the attached file", G_CALLBACK(on_toolbutton_test_clicked));
     tool_button(toolbar, top, "toolbutton_clean", false, GTK_STOCK_CLEAR, "Clean",
-                "Clean the attached file", nullptr);
+                "Clean the attached file", G_CALLBACK(on_toolbutton_clean_clicked));
     tool_button(toolbar, top, "menutoolbutton_convert", true, GTK_STOCK_CONVERT, "Convert",
                 "Test and convert the attached file to TAP v 0 or v 1",
-                nullptr);
+                G_CALLBACK(on_menutoolbutton_convert_clicked));
     tool_button(toolbar, top, "menutoolbutton_recordaudio", true, GTK_STOCK_MEDIA_RECORD,
                 "Record", "Save the attached file to an audio file",
-                nullptr);
+                G_CALLBACK(on_menutoolbutton_recordaudio_clicked));
     return toolbar;
 }
 
@@ -162,6 +164,8 @@ GtkWidget *create_mainwindow()
     ui::pack(vbox, ui::named(top, "statusbar_mainwin", gtk_statusbar_new()));
 
     g_signal_connect(top, "delete_event", G_CALLBACK(on_mainwindow_delete_event), nullptr);
+    g_signal_connect(top, "drag_data_received", G_CALLBACK(on_mainwindow_drag_data_received),
+                     nullptr);
     return top;
 }
 
@@ -200,6 +204,18 @@ GtkWidget *create_filechooserdialog_save_generic()
 GtkWidget *create_filechooserdialog_open_generic()
 {
     return file_chooser_dialog(GTK_FILE_CHOOSER_ACTION_OPEN, GTK_STOCK_OPEN);
+}
+
+GtkWidget *create_filechooserdialog_open_file()
+{
+    return file_chooser_dialog(GTK_FILE_CHOOSER_ACTION_OPEN, GTK_STOCK_OPEN);
+}
+
+GtkWidget *create_filechooserdialog_open_batch_location()
+{
+    GtkWidget *dialog = file_chooser_dialog(GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, GTK_STOCK_OPEN);
+    gtk_window_set_title(GTK_WINDOW(dialog), _("Select a folder for batch scan"));
+    return dialog;
 }
 
 static GtkWidget *radio_menu(const char *menu_name, const char *first_name, const char *first_msgid,

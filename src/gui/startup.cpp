@@ -6,6 +6,8 @@
 #include "gui/interface.h"
 #include "gui/options.h"
 #include "gui/prgfiles.h"
+#include "gui/report.h"
+#include "gui/scanners.h"
 #include "gui/support.h"
 
 #include <glib/gi18n-lib.h>
@@ -76,7 +78,9 @@ void quillmarfe_startup(int *argc, char ***argv)
 
     common_set_toolbar_and_menu_status(STATUS_NO_FILE_ATTACHED);
 
+    scanners_module_init();
     prgfiles_module_init();
+    report_module_init();
 
     common_show_release_notes();
     release_notes_on = 1;

@@ -72,7 +72,13 @@ const char realistic_report[] =
 
 class TempFolder {
 public:
-    TempFolder() : path_(g_dir_make_tmp("qmreport-XXXXXX", nullptr)) {}
+    TempFolder()
+    {
+        gchar *made = g_dir_make_tmp("qmreport-XXXXXX", nullptr);
+        EXPECT_NE(made, nullptr);
+        path_ = made ? made : "";
+        g_free(made);
+    }
     ~TempFolder()
     {
         GDir *dir = g_dir_open(path_.c_str(), 0, nullptr);

@@ -1,5 +1,6 @@
 #include "core/optionsfile.h"
 #include "gui/callbacks.h"
+#include "gui/console.h"
 #include "gui/ui/pages.h"
 #include "gui/ui/uibuild.h"
 
@@ -66,6 +67,12 @@ GtkWidget *console_group(GtkWidget *top)
         gtk_file_chooser_button_new(_("Select the folder of the console program"),
                                     GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER));
     ui::tooltip(location, "Folder holding the quillmar console program");
+    // It starts on the working folder, where the console program is looked for first.
+    gchar *cwd = g_get_current_dir();
+    gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(location), cwd);
+    g_free(cwd);
+    g_signal_connect(location, "current-folder-changed",
+                     G_CALLBACK(on_filechooserbutton_quillmar_location_current_folder_changed), nullptr);
     gtk_table_attach(GTK_TABLE(table), location, 1, 2, 0, 1,
                      GtkAttachOptions(GTK_EXPAND | GTK_FILL), GTK_FILL, 0, 0);
 

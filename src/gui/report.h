@@ -1,0 +1,26 @@
+// The Report page: the plain report, and the interactive report built from
+// the shared file list model (one row per file of the last report).
+#pragma once
+#include <gtk/gtk.h>
+
+// Columns of the shared file list model; the numbers are a contract between
+// the report, the summary export and the tape tools.
+enum ReportColumn {
+    REPORT_INDEX, REPORT_COVERAGE, REPORT_TYPE, REPORT_NAME, REPORT_START, REPORT_INNER_START,
+    REPORT_INNER_END, REPORT_END, REPORT_PULSES, REPORT_START_FRACTION, REPORT_END_FRACTION,
+    REPORT_LOAD, REPORT_END_ADDRESS, REPORT_CRC32, REPORT_READ_ERRORS, REPORT_CHECKBYTE,
+    REPORT_SPLIT_MARK, REPORT_FIRST_COPY, REPORT_EXCLUDED, REPORT_COLUMNS
+};
+
+void report_module_init();
+// The shared file list model.
+GtkListStore *report_file_list_model();
+
+void report_read_report_file(int batch);
+void report_read_report_file_interactive(int batch);
+void report_set_textview_text(const gchar *text);
+void report_set_type(int page);
+gboolean report_has_been_produced();
+gint32 report_get_total_size();
+// The tape path named by the report, or null.
+const gchar *report_path_last_report();

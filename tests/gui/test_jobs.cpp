@@ -1,0 +1,231 @@
+// Console jobs with a stand-in console program: the command line, the
+// worker, the completion and what reaches the System Log.
+#include "harness.h"
+
+#include "fake_console.h"
+#include "gui/appstate.h"
+#include "gui/attach.h"
+#include "gui/console.h"
+#include "gui/report.h"
+
+#include <glib/gstdio.h>
+
+namespace {
+
+class Jobs : public GuiTest {
+protected:
+    FakeConsole console;
+    std::string tapes, tape;
+    void before_startup() override
+    {
+        console.folder = tmp + "/console place";
+        tapes = tmp + "/tapes";
+        g_mkdir(tapes.c_str(), 0700);
+        tape = tapes + "/it's a game.tap";
+        write_file(tape, std::string("C64-TAPE-RAW\x01", 13) + std::string(7, '\0'));
+        console.install(sample_report(tape));
+    }
+    void SetUp() override
+    {
+        GuiTest::SetUp();
+        replace_owned_string(utf8_path_consolelocation, console.folder.c_str());
+        replace_owned_string(utf8_path_lastopenTAP, tape.c_str());
+        replace_owned_string(utf8_path_lastopenfolder, tapes.c_str());
+        common_log_clear();
+    }
+    void common_log_clear()
+    {
+        gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(W("textview_log"))), "", -1);
+    }
+    void set_redirect(bool on)
+    {
+        gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_redirect_console_output")), on);
+    }
+    bool wait_for_job_end()
+    {
+        return pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000);
+    }
+    std::string executable() const { return "'" + console.folder + "/quillmar' "; }
+    int prg_rows()
+    {
+        return gtk_tree_model_iter_n_children(gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_prgfiles"))), nullptr);
+    }
+};
+
+} // namespace
+
+TEST_F(Jobs, TestRunsTheConsoleWithTheLineEchoedAndReadsTheResults)
+{
+    gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_test")))));
+    EXPECT_EQ(thread_busy, 1);
+    EXPECT_FALSE(GTK_WIDGET_SENSITIVE(W("toolbutton_open_file")));
+    EXPECT_FALSE(GTK_WIDGET_SENSITIVE(W("toolbutton_batch")));
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -t \"" + tape + "\"\n");
+    // The quotes keep the path with its blanks and apostrophe one word.
+    EXPECT_EQ(console.arguments(), (std::vector<std::string>{"-doprg", "-prgunite", "-t", tape}));
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), tape);
+    EXPECT_EQ(std::string(utf8_path_lasttestedfolder), tapes);
+    EXPECT_EQ(release_notes_on, 0);
+    EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_test")));
+    EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_batch")));
+    EXPECT_EQ(text_view_text("textview_report"), sample_report(tape));
+    EXPECT_TRUE(report_has_been_produced());
+    EXPECT_EQ(prg_rows(), 2);
+}
+
+TEST_F(Jobs, RedirectedRunLogsBothStreams)
+{
+    set_redirect(true);
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -t \"" + tape + "\"\n" +
+                              "console says hello\n\n" + "console warns\n\n");
+}
+
+TEST_F(Jobs, WithoutRedirectOnlyTheEchoReachesTheLog)
+{
+    set_redirect(false);
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -t \"" + tape + "\"\n");
+}
+
+TEST_F(Jobs, MissingConsoleProgramIsReportedInTheLogInBothVariants)
+{
+    g_remove((console.folder + "/quillmar").c_str());
+    g_remove((console.folder + "/qmreport.txt").c_str());
+    for (bool redirected : {false, true}) {
+        SCOPED_TRACE(redirected);
+        common_log_clear();
+        set_redirect(redirected);
+        on_core_test_activate();
+        ASSERT_TRUE(wait_for_job_end());
+        const std::string log = log_text();
+        EXPECT_NE(log.find("\nCannot execute console program: "), std::string::npos) << log;
+        EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_test")));
+        EXPECT_EQ(text_view_text("textview_report"), "Could not load the contents of the report");
+        EXPECT_FALSE(report_has_been_produced());
+    }
+}
+
+TEST_F(Jobs, CleanWithMoveEchoesWithoutTheMoveButMovesTheCleanedImage)
+{
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_move_files_after_clean")), TRUE);
+    gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_clean")))));
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -o \"" + tape + "\"\n");
+    const std::string cleaned = tapes + "/clean.it's a game.tap";
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), cleaned);
+    EXPECT_EQ(read_file(cleaned), "cleaned");
+    EXPECT_FALSE(g_file_test((work_dir + "/clean.it's a game.tap").c_str(), G_FILE_TEST_EXISTS));
+}
+
+TEST_F(Jobs, CleanOfADumpNamesTheCleanedTapeTap)
+{
+    const std::string dump = tapes + "/game.DMP";
+    write_file(dump, "ZORV-TAP-RAW");
+    replace_owned_string(utf8_path_lastopenTAP, dump.c_str());
+    on_toolbutton_clean_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), tapes + "/clean.game.tap");
+}
+
+TEST_F(Jobs, BatchScansTheDialogsFolderAndGreysTheTapeJobs)
+{
+    const std::string folder = tmp + "/batch here";
+    g_mkdir(folder.c_str(), 0700);
+    g_mkdir((folder + "/sub").c_str(), 0700);
+    answer_dialog("Select a folder for batch scan", [&](GtkWidget *dialog) {
+        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder.c_str());
+        g_object_ref(dialog);
+        g_timeout_add(400, [](gpointer d) -> gboolean {
+            gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
+            g_object_unref(d);
+            return FALSE;
+        }, dialog);
+    });
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
+    gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_batch")))));
+    EXPECT_EQ(statusbar_text(), " Processing...");
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(console.arguments(), (std::vector<std::string>{"-doprg", "-prgunite", "-b", folder}));
+    EXPECT_EQ(std::string(utf8_path_lastopenfolder), folder);
+    EXPECT_EQ(statusbar_text(), " Batch scan complete");
+    EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_open_file")));
+    EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_batch")));
+    EXPECT_FALSE(GTK_WIDGET_SENSITIVE(W("toolbutton_test")));
+    EXPECT_FALSE(GTK_WIDGET_SENSITIVE(W("menutoolbutton_recordaudio")));
+    EXPECT_NE(log_text().find("NOTE: in batch mode the interactive report is not applicable\n"), std::string::npos);
+    EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_report"))), 0);
+    EXPECT_EQ(utf8_path_lasttestedTAP, nullptr) << "a batch leaves the tested tape alone";
+    EXPECT_EQ(release_notes_on, 0);
+}
+
+TEST_F(Jobs, BatchDialogCancelledStartsNothing)
+{
+    answer_dialog("Select a folder for batch scan", [](GtkWidget *dialog) {
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
+    });
+    on_toolbutton_batch_clicked(nullptr, nullptr);
+    EXPECT_EQ(thread_busy, 0);
+    EXPECT_EQ(log_text(), "");
+    EXPECT_FALSE(console.ran());
+}
+
+TEST_F(Jobs, ConvertUsesTheChosenVersionAndKeepsReleaseNotesFlag)
+{
+    release_notes_on = 1;
+    gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_convert_to_tap_v_0")));
+    on_menutoolbutton_convert_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -ct0 \"" + tape + "\" \n");
+    EXPECT_EQ(release_notes_on, 1);
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), tapes + "/converted.it's a game.tap");
+    EXPECT_EQ(prg_rows(), 2);
+}
+
+TEST_F(Jobs, RecordLeavesTestedPathsAndEmptiesThePrgList)
+{
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_EQ(prg_rows(), 2);
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_sine")), TRUE);
+    gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_record_as_sun_au")));
+    common_log_clear();
+    on_menutoolbutton_recordaudio_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -sine -au \"" + tape + "\" \n");
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), tape);
+    EXPECT_EQ(prg_rows(), 0);
+    EXPECT_EQ(release_notes_on, 0);
+}
+
+TEST_F(Jobs, AdditionalParametersOnlyForTestCleanAndBatch)
+{
+    GtkWidget *entry = gtk_bin_get_child(GTK_BIN(W("comboboxentry_additional_params")));
+    gtk_entry_set_text(GTK_ENTRY(entry), "  ");
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite    -t \"" + tape + "\"\n");
+    common_log_clear();
+    on_menutoolbutton_convert_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -ct1 \"" + tape + "\" \n");
+}
+
+TEST_F(Jobs, DropWhenIdleStartsATestOfTheDroppedFile)
+{
+    gchar *uri = g_filename_to_uri(tape.c_str(), nullptr, nullptr);
+    std::string list = std::string(uri) + "\r\n";
+    g_free(uri);
+    GtkSelectionData data = {};
+    data.target = data.type = gdk_atom_intern("text/uri-list", FALSE);
+    data.format = 8;
+    data.display = gdk_display_get_default();
+    data.data = reinterpret_cast<guchar *>(list.data());
+    data.length = gint(list.size());
+    EXPECT_TRUE(main_window_accept_drop(&data));
+    ASSERT_TRUE(wait_for_job_end());
+    EXPECT_EQ(console.arguments(), (std::vector<std::string>{"-doprg", "-prgunite", "-t", tape}));
+}
