@@ -141,6 +141,11 @@ SliceGeometry report_slice_geometry(double s, double e, int width)
     return slice;
 }
 
+GdkPixmap *report_bar_pixmap()
+{
+    return pixmap_tape_contents;
+}
+
 void report_bar_init()
 {
     GtkWidget *area = lookup_widget(mainwindow, "drawingarea_tape_contents");

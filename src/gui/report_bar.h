@@ -11,6 +11,9 @@ void report_bar_repaint();
 struct SliceGeometry {
     int x, width;
 };
+// The off-screen picture of the bar (null before the area is first configured).
+GdkPixmap *report_bar_pixmap();
+
 // Where a file with start and end fractions s and e lies on a bar W pixels wide.
 SliceGeometry report_slice_geometry(double s, double e, int width);
 
