@@ -1,7 +1,11 @@
 // The Report page: the plain report, and the interactive report built from
 // the shared file list model (one row per file of the last report).
 #pragma once
+#include "core/reportfile.h"
+
 #include <gtk/gtk.h>
+
+#include <vector>
 
 // Columns of the shared file list model; the numbers are a contract between
 // the report, the summary export and the tape tools.
@@ -22,5 +26,7 @@ void report_set_textview_text(const gchar *text);
 void report_set_type(int page);
 gboolean report_has_been_produced();
 gint32 report_get_total_size();
+// The rows of the file list model, in its current order.
+std::vector<ReportEntry> report_model_entries();
 // The tape path named by the report, or null.
 const gchar *report_path_last_report();

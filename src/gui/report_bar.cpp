@@ -115,16 +115,6 @@ gboolean on_expose(GtkWidget *area, GdkEventExpose *event, gpointer)
     return report_drawingarea_tape_contents_expose(area, event);
 }
 
-gboolean on_button_press(GtkWidget *, GdkEventButton *event, gpointer)
-{
-    if (event->button == 1) {
-        if (report_has_been_produced())
-            report_select_slice(event->x);
-        return TRUE;
-    }
-    return FALSE;
-}
-
 void on_cursor_changed(GtkTreeView *view, gpointer)
 {
     report_treeview_file_list_cursor_changed(view);
@@ -152,7 +142,6 @@ void report_bar_init()
     g_signal_connect(area, "configure_event", G_CALLBACK(on_configure), nullptr);
     g_signal_connect(area, "expose_event", G_CALLBACK(on_expose), nullptr);
     gtk_widget_add_events(area, GDK_BUTTON_PRESS_MASK);
-    g_signal_connect(area, "button_press_event", G_CALLBACK(on_button_press), nullptr);
     g_signal_connect(file_list(), "cursor_changed", G_CALLBACK(on_cursor_changed), nullptr);
 }
 

@@ -6,6 +6,7 @@
 #include "gui/appstate.h"
 #include "gui/report.h"
 #include "gui/report_bar.h"
+#include "gui/report_export.h"
 
 #include <glib/gstdio.h>
 
@@ -247,4 +248,183 @@ TEST_F(Report, BarPaintsWhiteThenGreenYellowRedAndTheSelectionBlue)
     EXPECT_EQ(index, 2);
     EXPECT_EQ(bar_pixel(at(0.15)), named("blue"));
     EXPECT_EQ(bar_pixel(at(0.9)), named("red"));
+}
+
+TEST_F(Report, SliceAtTheLastByteStartsAtTheLastPixel)
+{
+    const SliceGeometry slice = report_slice_geometry(1.0, 1.0, 321);
+    EXPECT_EQ(slice.x, 320);
+}
+
+TEST_F(Report, ClickOnABoundarySelectsTheLaterFileAndBeyondTheEndKeepsTheSelection)
+{
+    show_interactive_page(600);
+    // Two files meeting at f = 0.5: [0.0, 0.5) and [0.5, 0.75).
+    load("TAP Name    : /t.tap\nTAP Size    : 220\nChecksum test     : PASS\nRead test         : PASS\n"
+         "File Type: PAUSE\nLocation: $0000 -> $0000 -> $0064 -> $0064\n"
+         "File Type: UNRECOGNIZED\nLocation: $0064 -> $0064 -> $0095 -> $0096\n");
+    pump_for(50);
+    const int width = W("drawingarea_tape_contents")->allocation.width;
+    auto selected_index = [&] {
+        GtkTreeModel *m = nullptr;
+        GtkTreeIter iter;
+        if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(GTK_TREE_VIEW(W("treeview_file_list"))), &m, &iter))
+            return 0;
+        int index = 0;
+        gtk_tree_model_get(m, &iter, REPORT_INDEX, &index, -1);
+        return index;
+    };
+    // f = (1 + x) / W = 0.5 exactly when x = W / 2 - 1 (W even).
+    ASSERT_EQ(width % 2, 0) << "pick an even width for an exact boundary";
+    report_select_slice(width / 2 - 1);
+    EXPECT_EQ(selected_index(), 2);
+    report_select_slice(width / 2 - 2);
+    EXPECT_EQ(selected_index(), 1);
+    report_select_slice(width - 1); // f = 1.0, beyond the last file's end (0.75)
+    EXPECT_EQ(selected_index(), 1);
+}
+
+TEST_F(Report, SelectingAPauseDoesNotRepaintUnrecognizedSlicesRed)
+{
+    show_interactive_page(600);
+    // A pause whose widened slice reaches into a tiny unrecognized stretch after it.
+    load("TAP Name    : /t.tap\nTAP Size    : 1020\nChecksum test     : PASS\nRead test         : PASS\n"
+         "File Type: PAUSE\nLocation: $0000 -> $0000 -> $01F3 -> $01F3\n"
+         "File Type: UNRECOGNIZED\nLocation: $01F4 -> $01F4 -> $01F4 -> $01F4\n"
+         "File Type: C64 ROM-TAPE DATA\nLocation: $01F5 -> $01F5 -> $03E7 -> $03E7\n");
+    pump_for(50);
+    const int width = W("drawingarea_tape_contents")->allocation.width;
+    GdkColor blue;
+    gdk_color_parse("blue", &blue);
+    const guint32 expected_blue = ((blue.red >> 8) << 16) | ((blue.green >> 8) << 8) | (blue.blue >> 8);
+    report_select_slice(1); // the pause
+    pump_for(50);
+    // The pause's slice ends at round(0.5 * W + 0.5) pixels: where the unrecognized slice starts.
+    const SliceGeometry pause = report_slice_geometry(0.0, 0.5, width);
+    const SliceGeometry unrecognized = report_slice_geometry(0.5, 0.501, width);
+    ASSERT_GE(pause.x + pause.width - 1, unrecognized.x);
+    EXPECT_EQ(bar_pixel(unrecognized.x), expected_blue) << "not repainted red after a pause";
+}
+
+TEST_F(Report, WithoutAReportLeftClicksAreIgnored)
+{
+    show_interactive_page(600);
+    load("TAP Name    : /t.tap\nTAP Size    : 20\nChecksum test     : PASS\nRead test         : PASS\n"
+         "File Type: PAUSE\nLocation: $0000 -> $0000 -> $0001 -> $0001\n");
+    GdkEvent *event = gdk_event_new(GDK_BUTTON_PRESS);
+    event->button.button = 1;
+    event->button.x = 5;
+    event->button.window = GDK_WINDOW(g_object_ref(W("drawingarea_tape_contents")->window));
+    gboolean handled = FALSE;
+    g_signal_emit_by_name(W("drawingarea_tape_contents"), "button_press_event", event, &handled);
+    gdk_event_free(event);
+    EXPECT_TRUE(handled);
+    EXPECT_EQ(gtk_tree_selection_count_selected_rows(gtk_tree_view_get_selection(GTK_TREE_VIEW(W("treeview_file_list")))), 0);
+}
+
+TEST_F(Report, SortingTheListReSortsTheSharedModelForTheSplitView)
+{
+    load(sample_report("/tapes/game.tap"));
+    EXPECT_EQ(gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_file_split"))), model());
+    // Clicking " Pulses " sorts the store by pulses.
+    gtk_tree_view_column_clicked(gtk_tree_view_get_column(GTK_TREE_VIEW(W("treeview_file_list")), 3));
+    gint column = -1;
+    GtkSortType order;
+    ASSERT_TRUE(gtk_tree_sortable_get_sort_column_id(GTK_TREE_SORTABLE(model()), &column, &order));
+    EXPECT_EQ(column, REPORT_PULSES);
+    GtkTreeModel *split = gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_file_split")));
+    GtkTreeIter iter;
+    ASSERT_TRUE(gtk_tree_model_get_iter_first(split, &iter));
+    int pulses = 0;
+    gtk_tree_model_get(split, &iter, REPORT_PULSES, &pulses, -1);
+    EXPECT_EQ(pulses, order == GTK_SORT_ASCENDING ? 80 : 569);
+}
+
+TEST_F(Report, SummaryButtonDoesNothingWithoutAReport)
+{
+    gtk_button_clicked(GTK_BUTTON(W("button_report_save_summary")));
+    pump_for(300);
+    EXPECT_TRUE(windows_titled("Save report to HTML file").empty());
+}
+
+TEST_F(Report, SummaryIsSavedWhereTheDialogSays)
+{
+    load(sample_report("/tapes/game.tap"));
+    const std::string target = tmp + "/game.tap_report.html";
+    answer_dialog("Save report to HTML file", [&](GtkWidget *dialog) {
+        EXPECT_EQ(chooser_current_name(dialog), "game.tap_report.html");
+        choose_file_and_accept(dialog, target);
+    });
+    gtk_button_clicked(GTK_BUTTON(W("button_report_save_summary")));
+    const std::string html = read_file(target);
+    EXPECT_EQ(html.rfind("<!DOCTYPE html>\n\n<head>\n\n<title>Quillmar Front End Summary Report for game.tap</title>\n", 0), 0u);
+    EXPECT_NE(html.find("\t\t\t\t\t<tr class=\"warning\">\n"), std::string::npos);
+    EXPECT_NE(html.find("\t\t\t\t\t<tr class=\"danger\">\n"), std::string::npos);
+    EXPECT_EQ(html.substr(html.size() - 8), "</html>\n");
+}
+
+TEST_F(Report, SummaryThatCannotBeWrittenIsReported)
+{
+    load(sample_report("/tapes/game.tap"));
+    answer_dialog("Save report to HTML file", [&](GtkWidget *dialog) {
+        choose_file_and_accept(dialog, "/proc/game.html");
+    });
+    gtk_button_clicked(GTK_BUTTON(W("button_report_save_summary")));
+    EXPECT_EQ(statusbar_text(), " Could not save report. Check write and sharing permissions!");
+    EXPECT_NE(log_text().find("Could not save report to HTML file\n"), std::string::npos);
+}
+
+namespace {
+
+std::vector<std::string> popup_item_names(GtkWidget *view)
+{
+    GtkWidget *menu = gtk_menu_new();
+    g_object_ref_sink(menu);
+    g_signal_emit_by_name(view, "populate-popup", menu);
+    std::vector<std::string> names;
+    GList *items = gtk_container_get_children(GTK_CONTAINER(menu));
+    for (GList *i = items; i; i = i->next)
+        names.push_back(gtk_widget_get_name(GTK_WIDGET(i->data)));
+    g_list_free(items);
+    g_object_unref(menu);
+    return names;
+}
+
+} // namespace
+
+TEST_F(Report, SaveACopyOnlyForATestedTapesReport)
+{
+    GtkWidget *view = W("textview_report");
+    EXPECT_TRUE(popup_item_names(view).empty()) << "release notes on show";
+    replace_owned_string(utf8_path_lasttestedTAP, "/tapes/game.tap");
+    release_notes_on = 0;
+    const std::vector<std::string> names = popup_item_names(view);
+    ASSERT_EQ(names.size(), 2u);
+    EXPECT_EQ(names[0], "menuitem_report_save_a_copy");
+    release_notes_on = 1;
+    EXPECT_TRUE(popup_item_names(view).empty());
+}
+
+TEST_F(Report, ListPopupShowsTheAnalysisItemWhichBringsTheToolIntoView)
+{
+    load(sample_report("/tapes/game.tap"));
+    replace_owned_string(utf8_path_lasttestedTAP, "/tapes/game.tap");
+    GtkTreeView *view = GTK_TREE_VIEW(W("treeview_file_list"));
+    gboolean handled = FALSE;
+    g_signal_emit_by_name(view, "popup_menu", &handled);
+    GtkTreePath *path = gtk_tree_path_new_from_indices(1, -1);
+    gtk_tree_view_set_cursor(view, path, nullptr, FALSE);
+    gtk_tree_path_free(path);
+    g_signal_emit_by_name(view, "popup_menu", &handled);
+    GtkWidget *item = nullptr;
+    GList *toplevels = gtk_window_list_toplevels();
+    for (GList *t = toplevels; t; t = t->next)
+        if (GtkWidget *found = find_named(GTK_WIDGET(t->data), "popupmenu_report_show_in_graphical_tape_analysis_tool"))
+            if (GTK_WIDGET_VISIBLE(found))
+                item = found;
+    g_list_free(toplevels);
+    ASSERT_NE(item, nullptr);
+    gtk_menu_item_activate(GTK_MENU_ITEM(item));
+    EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_main"))), 4);
+    EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_tools"))), 3);
 }

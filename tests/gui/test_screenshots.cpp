@@ -35,3 +35,34 @@ TEST_F(Screenshots, EveryPageAndToolPage)
     pump_for(200);
     EXPECT_FALSE(save_screenshot(mainwindow, "page_options_default_size").empty());
 }
+
+#include "fake_console.h"
+#include "gui/console.h"
+
+#include <glib/gstdio.h>
+
+TEST_F(Screenshots, ReportPagesAfterATest)
+{
+    FakeConsole console{tmp + "/console"};
+    const std::string tape = tmp + "/game.tap";
+    write_file(tape, std::string("C64-TAPE-RAW\x01", 13) + std::string(1007, '\0'));
+    console.install(sample_report(tape));
+    replace_owned_string(utf8_path_consolelocation, console.folder.c_str());
+    replace_owned_string(utf8_path_lastopenTAP, tape.c_str());
+    replace_owned_string(utf8_path_lastopenfolder, tmp.c_str());
+    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
+    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
+    on_core_test_activate();
+    ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000));
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "after_test_plain").empty());
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
+    GtkTreePath *path = gtk_tree_path_new_from_indices(2, -1);
+    gtk_tree_view_set_cursor(GTK_TREE_VIEW(W("treeview_file_list")), path, nullptr, FALSE);
+    gtk_tree_path_free(path);
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "after_test_interactive").empty());
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 3);
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "after_test_prg_files").empty());
+}

@@ -1,0 +1,74 @@
+#include "gui/report_export.h"
+
+#include "core/summary.h"
+#include "gui/appstate.h"
+#include "gui/common.h"
+#include "gui/interface.h"
+#include "gui/report.h"
+#include "gui/support.h"
+
+#include <glib/gi18n-lib.h>
+
+namespace {
+
+// The folder of the last HTML export; none before the first.
+gchar *utf8_path_lastopenfolder_report = nullptr;
+
+} // namespace
+
+void report_export_init()
+{
+    g_signal_connect(lookup_widget(mainwindow, "button_report_save_summary"), "clicked",
+                     G_CALLBACK(on_button_report_save_summary_clicked), nullptr);
+    g_signal_connect(lookup_widget(mainwindow, "textview_report"), "populate_popup",
+                     G_CALLBACK(on_textview_report_populate_popup), nullptr);
+}
+
+void on_button_report_save_summary_clicked(GtkButton *, gpointer)
+{
+    if (!report_has_been_produced())
+        return;
+    const std::string tape = report_path_last_report() ? report_path_last_report() : "";
+    GtkWidget *dialog = create_filechooserdialog_save_generic();
+    gtk_window_set_title(GTK_WINDOW(dialog), _("Save report to HTML file"));
+    gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), summary_suggested_name(tape).c_str());
+    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(dialog), TRUE);
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
+    const gchar *start = utf8_path_lastopenfolder_report ? utf8_path_lastopenfolder_report
+                                                         : utf8_path_lasttestedfolder;
+    if (start)
+        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), start);
+
+    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
+        gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
+        if (folder) {
+            g_free(utf8_path_lastopenfolder_report);
+            utf8_path_lastopenfolder_report = folder;
+        }
+        gchar *filename = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(dialog));
+        if (!summary_write_file(filename ? filename : "", summary_tape_base_name(tape),
+                                report_model_entries())) {
+            common_set_statusbar_text(_(" Could not save report. Check write and sharing permissions!"));
+            common_append_log_textview(_("Could not save report to HTML file\n"));
+        }
+        g_free(filename);
+    }
+    gtk_widget_destroy(dialog);
+}
+
+void on_textview_report_populate_popup(GtkTextView *, GtkMenu *menu, gpointer)
+{
+    // Only a tested tape's report can be saved, not the release notes.
+    if (!utf8_path_lasttestedTAP || release_notes_on)
+        return;
+    GtkWidget *separator = gtk_separator_menu_item_new();
+    gtk_widget_show(separator);
+    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), separator);
+    GtkWidget *item = gtk_image_menu_item_new_with_label(_("Save a copy..."));
+    gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item),
+                                  gtk_image_new_from_stock(GTK_STOCK_SAVE, GTK_ICON_SIZE_MENU));
+    gtk_widget_set_name(item, "menuitem_report_save_a_copy");
+    gtk_widget_show(item);
+    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), item);
+    g_signal_connect(item, "activate", G_CALLBACK(on_textview_report_save_contents_activate), nullptr);
+}
