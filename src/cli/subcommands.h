@@ -1,0 +1,13 @@
+// The subcommands of quillmarfe-cli. Each runs with the arguments after its
+// name and returns the exit status, or -1 for a usage error.
+#pragma once
+
+struct Subcommand {
+    const char *name;
+    const char *usage;
+    const char *help;
+    int (*run)(int argc, char **argv);
+};
+
+int run_header(int argc, char **argv);
+int run_summary(int argc, char **argv);
