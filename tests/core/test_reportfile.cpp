@@ -651,3 +651,29 @@ TEST(ReportTypeTable, RefillEmptiesFirstAndCountsEachDescriptor)
     EXPECT_EQ(g_hash_table_size(table), 0u);
     g_hash_table_destroy(table);
 }
+
+TEST(ReportLarge, TenThousandEntriesAreAllRead)
+{
+    // 10,000 entries of 100 pulses each after a 20-byte header.
+    std::string text = header("1000020");
+    for (int i = 0; i < 10000; ++i) {
+        const unsigned start = 20 + 100u * unsigned(i);
+        gchar *block = g_strdup_printf("File Type: %s\nLocation: $%04X -> $%04X -> $%04X -> $%04X\n",
+                                       i % 2 ? "PAUSE" : "UNRECOGNIZED", start, start, start + 99, start + 99);
+        text += block;
+        g_free(block);
+    }
+    const ParsedReport report = parse_text(text);
+    ASSERT_EQ(report.entries.size(), 10000u);
+    EXPECT_EQ(report.totals.total_size, 1000000);
+    EXPECT_EQ(report.totals.recognized_size, 5000 * 100);
+    EXPECT_EQ(report.entries.back().index, 10000);
+    EXPECT_EQ(report.entries.back().start, 20 + 100 * 9999);
+    EXPECT_EQ(report.entries.back().pulses, 100);
+    EXPECT_EQ(report.entries[1234].coverage, 0); // (100 * 100 + 500000) / 1000000
+    GHashTable *table = create_hashtable();
+    report_fill_type_table(table, report.entries);
+    EXPECT_EQ(GPOINTER_TO_INT(g_hash_table_lookup(table, "PAUSE")), 5000);
+    EXPECT_EQ(GPOINTER_TO_INT(g_hash_table_lookup(table, "UNRECOGNIZED")), 5000);
+    g_hash_table_destroy(table);
+}
