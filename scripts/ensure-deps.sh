@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   g++ cmake make pkg-config
   libgtk2.0-dev libglib2.0-dev libglib2.0-dev-bin
-  libgtest-dev
+  libgtest-dev libbenchmark-dev
   xvfb xauth x11-apps
   fonts-dejavu-core fonts-liberation
 )
