@@ -7,6 +7,7 @@ packages=(
   g++ cmake make pkg-config
   libgtk2.0-dev libglib2.0-dev libglib2.0-dev-bin
   libgtest-dev libbenchmark-dev
+  cc65
   xvfb xauth x11-apps
   fonts-dejavu-core fonts-liberation
 )
