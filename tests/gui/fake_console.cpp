@@ -20,7 +20,7 @@ void FakeConsole::install(const std::string &report_text) const
         "cp \"$here/report.template\" \"$here/qmreport.txt\"\n"
         "cp \"$here/report.template\" \"$here/qmbatch.txt\"\n"
         "mkdir -p \"$here/prg\"\n"
-        "printf 'AB' > \"$here/prg/b game.prg\"\n"
+        "printf '\\001\\010\\007\\010\\012\\000\\231\\000\\000\\000' > \"$here/prg/b game.prg\"\n"
         "printf 'AB' > \"$here/prg/a first.prg\"\n"
         "printf 'AB' > \"$here/prg/.hidden\"\n"
         "prev=''\n"

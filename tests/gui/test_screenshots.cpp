@@ -63,6 +63,10 @@ TEST_F(Screenshots, ReportPagesAfterATest)
     pump_for(200);
     EXPECT_FALSE(save_screenshot(mainwindow, "after_test_interactive").empty());
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 3);
+    GtkTreePath *first = gtk_tree_path_new_from_indices(1, -1);
+    gtk_tree_view_set_cursor(GTK_TREE_VIEW(W("treeview_prgfiles")), first, nullptr, FALSE);
+    gtk_tree_path_free(first);
+    ASSERT_TRUE(pump_until([] { return prg_decoding_busy == 0; }));
     pump_for(200);
     EXPECT_FALSE(save_screenshot(mainwindow, "after_test_prg_files").empty());
 }
