@@ -14,9 +14,13 @@ int usage_error(const Subcommand &command)
 }
 
 const Subcommand subcommands[] = {
+    {"hex", "hex [--convert] PRG", "Prints a PRG file as the Hex View shows it.", run_hex},
+    {"basic", "basic PRG", "Prints a PRG file as the BASIC view lists it.", run_basic},
+    {"dasm", "dasm [--exclude-header] [--comment] PRG", "Prints the DASM view's disassembly of a PRG file.", run_dasm},
     {"header", "header FILE", "Prints the three header values the open dialog previews.", run_header},
     {"summary", "summary REPORT OUT.html",
      "Writes the HTML summary of a report file, as the report page's \"Save summary\" does.", run_summary},
+    {"mktap", "mktap [--v0|--v1] [--ntsc] [--vic20] [--pause SECONDS] [--name NAME] PRG... OUT.tap", "Writes programs to a TAP file as the KERNAL's SAVE records them (C64 PAL, version 1 and 2 s between programs unless told otherwise; --name names the next PRG, else its file name in capitals).", run_mktap},
 };
 
 void print_overview(FILE *out)

@@ -11,3 +11,7 @@ struct Subcommand {
 
 int run_header(int argc, char **argv);
 int run_summary(int argc, char **argv);
+int run_mktap(int argc, char **argv);
+int run_hex(int argc, char **argv);
+int run_basic(int argc, char **argv);
+int run_dasm(int argc, char **argv);

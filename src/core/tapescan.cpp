@@ -1,0 +1,318 @@
+// Pulses to report entries; see tapescan.h.
+#include "core/tapescan.h"
+
+#include "core/cbmscan.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <array>
+
+const char ENTRY_TYPE_PAUSE[] = "PAUSE";
+const char ENTRY_TYPE_UNRECOGNIZED[] = "UNRECOGNIZED";
+
+// --- Pulses -------------------------------------------------------------
+
+bool is_silence_pulse(const TapePulse &p)
+{
+    return p.long_form || p.continues || p.units == 0 || p.units >= SILENCE_MIN_UNITS;
+}
+
+namespace {
+
+// The last run whose first pulse is at or before i, or end().
+std::vector<PulseTrack::Irregular>::const_iterator run_before(const std::vector<PulseTrack::Irregular> &runs,
+                                                              std::size_t i)
+{
+    auto it = std::upper_bound(runs.begin(), runs.end(), i,
+                               [](std::size_t index, const PulseTrack::Irregular &r) { return index < r.first; });
+    return it == runs.begin() ? runs.end() : it - 1;
+}
+
+} // namespace
+
+const PulseTrack::Irregular &PulseTrack::irregular_at(std::size_t i) const
+{
+    return *run_before(irregular, i);
+}
+
+uint64_t PulseTrack::offset(std::size_t i) const
+{
+    // The nearest run at or before i fixes the offset; ordinary pulses after
+    // it follow at `width` bytes each.
+    const auto it = run_before(irregular, i);
+    if (it == irregular.end())
+        return TAP_HEADER_SIZE + uint64_t(i) * width;
+    const Irregular &r = *it;
+    if (i < r.first + r.count)
+        return r.offset + uint64_t(i - r.first) * r.length;
+    return r.offset + uint64_t(r.count) * r.length + uint64_t(i - r.first - r.count) * width;
+}
+
+uint64_t PulseTrack::last_byte(std::size_t i) const
+{
+    return offset(i) + (small[i] == 0 ? irregular_at(i).length : width) - 1;
+}
+
+TapePulse PulseTrack::pulse(std::size_t i) const
+{
+    if (small[i] == 0) {
+        const Irregular &r = irregular_at(i);
+        return TapePulse{offset(i), r.units, r.long_form, r.continues};
+    }
+    return TapePulse{offset(i), small[i], false, false};
+}
+
+PulseTrack read_pulse_track(const uint8_t *file, std::size_t size)
+{
+    PulseTrack track;
+    track.file_size = size;
+    if (file == nullptr || size <= TAP_HEADER_SIZE)
+        return track;
+    const bool zorv = tape_file_type(file) == FileType::ZorvDump;
+    track.width = zorv ? 2 : 1;
+    track.small.reserve(zorv ? (size - TAP_HEADER_SIZE + 1) / 2 : size - TAP_HEADER_SIZE);
+
+    // An irregular pulse waits for the next one (or the end of the file) to
+    // know its length, then joins the run before it when alike.
+    bool pending = false;
+    TapePulse waiting{};
+    bool waiting_silence = false;
+    bool continued = false;  // the previous pulse was an overflow mark
+    auto settle = [&](uint64_t next_offset) {
+        const uint8_t length = static_cast<uint8_t>(next_offset - waiting.offset);
+        const std::size_t index = track.small.size() - 1;
+        if (!track.irregular.empty()) {
+            PulseTrack::Irregular &r = track.irregular.back();
+            if (r.first + r.count == index && r.offset + uint64_t(r.count) * r.length == waiting.offset &&
+                r.units == waiting.units && r.length == length && r.long_form == waiting.long_form &&
+                r.continues == waiting.continues && r.silence == waiting_silence) {
+                ++r.count;
+                return;
+            }
+        }
+        track.irregular.push_back(PulseTrack::Irregular{index, 1, waiting.offset, waiting.units, length,
+                                                        waiting.long_form, waiting.continues, waiting_silence});
+    };
+    for_each_tape_pulse(file, size, [&](const TapePulse &p) {
+        if (pending) {
+            settle(p.offset);
+            pending = false;
+        }
+        const bool ordinary = !continued && !p.long_form && !p.continues && p.units >= 1 && p.units <= 255;
+        if (ordinary && (!zorv || p.offset + 2 <= size)) {
+            track.small.push_back(static_cast<uint8_t>(p.units));
+            return;
+        }
+        track.small.push_back(0);
+        waiting = p;
+        waiting_silence = continued || is_silence_pulse(p);
+        pending = true;
+        continued = p.continues;
+    });
+    if (pending)
+        settle(size);
+    return track;
+}
+
+// --- Entries, scanners --------------------------------------------------
+
+const char *copy_id_text(CopyId id)
+{
+    switch (id) {
+    case CopyId::First:
+        return "FIRST";
+    case CopyId::Repeat:
+        return "REPEAT";
+    default:
+        return "";
+    }
+}
+
+const std::vector<const TapeScanner *> &builtin_scanners()
+{
+    static const std::vector<const TapeScanner *> list = {&cbm_rom_scanner};
+    return list;
+}
+
+const TapeScanner *find_scanner(const std::string &id)
+{
+    for (const TapeScanner *s : builtin_scanners())
+        if (id == s->id)
+            return s;
+    return nullptr;
+}
+
+// --- Scanning -----------------------------------------------------------
+
+namespace {
+
+void set_offsets(const PulseTrack &track, TapeEntry &e)
+{
+    const std::size_t last = e.first_pulse + e.pulse_count - 1;
+    e.start = track.offset(e.first_pulse);
+    e.inner_start = track.offset(e.inner_start_pulse);
+    e.inner_end = track.offset(e.inner_end_pulse);
+    e.end = track.last_byte(last);
+}
+
+void push_plain(TapeScan &scan, EntryKind kind, std::size_t first, std::size_t count)
+{
+    TapeEntry e;
+    e.kind = kind;
+    e.type = kind == EntryKind::Pause ? ENTRY_TYPE_PAUSE : ENTRY_TYPE_UNRECOGNIZED;
+    e.first_pulse = first;
+    e.pulse_count = count;
+    e.inner_start_pulse = first;
+    e.inner_end_pulse = first + count - 1;
+    set_offsets(scan.pulses, e);
+    // Inner = outer: the inner end is the last byte, not the last pulse's first byte.
+    e.inner_end = e.end;
+    scan.entries.push_back(std::move(e));
+}
+
+} // namespace
+
+TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options,
+                   const std::vector<const TapeScanner *> &scanners)
+{
+    TapeScan scan;
+    scan.file_size = size;
+    if (file == nullptr || size < TAP_HEADER_SIZE) {
+        scan.error = "shorter than the 20-byte header";
+        return scan;
+    }
+    std::copy(file, file + TAP_HEADER_SIZE, scan.header);
+    scan.file_type = tape_file_type(file);
+    if (scan.file_type == FileType::Unknown) {
+        scan.error = "not a TAP file or ZORV dump";
+        return scan;
+    }
+    scan.ok = true;
+    scan.pulses = read_pulse_track(file, size);
+    const PulseTrack &track = scan.pulses;
+    const std::size_t n = track.size();
+    scan.pulse_info.assign(n, 0);
+
+    ScanOptions opts = options;
+    opts.tolerance = std::clamp(opts.tolerance, SCAN_TOLERANCE_MIN, SCAN_TOLERANCE_MAX);
+    ScanContext ctx;
+    ctx.pulses = &track;
+    ctx.options = &opts;
+    ctx.platform = tape_platform_index(file, scan.file_type);
+    ctx.video = file[TAP_OFFSET_VIDEO];
+    ctx.entries = &scan.entries;
+    ctx.pulse_info = &scan.pulse_info;
+
+    std::size_t unrecognized_from = n;  // start of the pending UNRECOGNIZED run, n = none
+    auto flush_unrecognized = [&](std::size_t upto) {
+        if (unrecognized_from < upto)
+            push_plain(scan, EntryKind::Unrecognized, unrecognized_from, upto - unrecognized_from);
+        unrecognized_from = n;
+    };
+
+    TapeEntry candidate;
+    std::size_t i = 0;
+    while (i < n) {
+        if (track.is_silence(i)) {
+            flush_unrecognized(i);
+            std::size_t j = i + 1;
+            while (j < n && track.is_silence(j))
+                ++j;
+            push_plain(scan, EntryKind::Pause, i, j - i);
+            i = j;
+            continue;
+        }
+        bool found = false;
+        std::size_t next = n;
+        for (const TapeScanner *scanner : scanners) {
+            candidate = TapeEntry();
+            std::size_t retry = i + 1;
+            if (scanner->recognise(ctx, i, candidate, retry)) {
+                flush_unrecognized(i);
+                candidate.scanner = scanner;
+                candidate.kind = EntryKind::File;
+                set_offsets(track, candidate);
+                scan.entries.push_back(std::move(candidate));
+                i = scan.entries.back().first_pulse + scan.entries.back().pulse_count;
+                found = true;
+                break;
+            }
+            next = std::min(next, std::max(retry, i + 1));
+        }
+        if (found)
+            continue;
+        if (unrecognized_from == n)
+            unrecognized_from = i;
+        // Pulses no scanner can start from; a silence pulse still ends the run.
+        std::size_t j = i + 1;
+        while (j < next && j < n && !track.is_silence(j))
+            ++j;
+        i = j;
+    }
+    flush_unrecognized(n);
+    return scan;
+}
+
+TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options)
+{
+    return scan_tape(file, size, options, builtin_scanners());
+}
+
+TapeScan scan_tape_file(const std::string &path, const ScanOptions &options)
+{
+    gchar *contents = nullptr;
+    gsize length = 0;
+    GError *error = nullptr;
+    if (!g_file_get_contents(path.c_str(), &contents, &length, &error)) {
+        TapeScan scan;
+        scan.error = error != nullptr ? error->message : "cannot be read";
+        g_clear_error(&error);
+        return scan;
+    }
+    TapeScan scan = scan_tape(reinterpret_cast<const uint8_t *>(contents), length, options);
+    g_free(contents);
+    return scan;
+}
+
+ScanTotals scan_totals(const TapeScan &scan)
+{
+    ScanTotals t;
+    for (const TapeEntry &e : scan.entries) {
+        if (e.has_checkbyte) {
+            ++t.checksummed;
+            if (e.checkbyte_pass)
+                ++t.checksum_ok;
+        }
+        t.read_errors += e.read_errors;
+    }
+    return t;
+}
+
+// --- CRC-32 -------------------------------------------------------------
+
+namespace {
+
+constexpr std::array<uint32_t, 256> make_crc_table()
+{
+    std::array<uint32_t, 256> table{};
+    for (uint32_t n = 0; n < 256; ++n) {
+        uint32_t c = n;
+        for (int k = 0; k < 8; ++k)
+            c = (c & 1u) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
+        table[n] = c;
+    }
+    return table;
+}
+
+constexpr std::array<uint32_t, 256> CRC_TABLE = make_crc_table();
+
+} // namespace
+
+uint32_t crc32_update(uint32_t crc, const uint8_t *data, std::size_t size)
+{
+    crc = ~crc;
+    for (std::size_t i = 0; i < size; ++i)
+        crc = CRC_TABLE[(crc ^ data[i]) & 0xFFu] ^ (crc >> 8);
+    return ~crc;
+}
