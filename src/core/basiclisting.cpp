@@ -153,16 +153,7 @@ int untokenize_bytes(const uint8_t *file, size_t size, GString *text, const Deco
 
 int untokenize(const char *filename, GString *text, const DecodeHooks &hooks)
 {
-    gchar *contents = nullptr;
-    gsize length = 0;
-    GError *error = nullptr;
-    if (!g_file_get_contents(filename, &contents, &length, &error)) {
-        if (hooks.load_error)
-            hooks.load_error(filename, error->message, hooks.user);
-        g_error_free(error);
-        return 0;
-    }
-    int result = untokenize_bytes(reinterpret_cast<const uint8_t *>(contents), length, text, hooks);
-    g_free(contents);
-    return result;
+    return decode_file(filename, hooks, [&](const uint8_t *data, size_t size) {
+        return untokenize_bytes(data, size, text, hooks);
+    });
 }

@@ -729,17 +729,7 @@ int disassemble_bytes(const uint8_t *file, size_t size, int exclude_header, int 
 int disassemble(const char *filename, int exclude_header, int auto_comment, GString *text,
                 const DecodeHooks &hooks)
 {
-    gchar *contents = nullptr;
-    gsize length = 0;
-    GError *error = nullptr;
-    if (!g_file_get_contents(filename, &contents, &length, &error)) {
-        if (hooks.load_error)
-            hooks.load_error(filename, error->message, hooks.user);
-        g_error_free(error);
-        return 0;
-    }
-    int result = disassemble_bytes(reinterpret_cast<const uint8_t *>(contents), length, exclude_header,
-                                   auto_comment, text, hooks);
-    g_free(contents);
-    return result;
+    return decode_file(filename, hooks, [&](const uint8_t *data, size_t size) {
+        return disassemble_bytes(data, size, exclude_header, auto_comment, text, hooks);
+    });
 }

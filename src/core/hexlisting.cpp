@@ -74,17 +74,7 @@ int make_hex_listing_bytes(const uint8_t *data, size_t size, int convert, GStrin
 
 int make_hex_listing(const char *filename, int convert, GString *text, const DecodeHooks &hooks)
 {
-    gchar *contents = nullptr;
-    gsize length = 0;
-    GError *error = nullptr;
-    if (!g_file_get_contents(filename, &contents, &length, &error)) {
-        if (hooks.load_error)
-            hooks.load_error(filename, error->message, hooks.user);
-        g_error_free(error);
-        return 0;
-    }
-    int result = make_hex_listing_bytes(reinterpret_cast<const uint8_t *>(contents), length, convert, text,
-                                        hooks);
-    g_free(contents);
-    return result;
+    return decode_file(filename, hooks, [&](const uint8_t *data, size_t size) {
+        return make_hex_listing_bytes(data, size, convert, text, hooks);
+    });
 }

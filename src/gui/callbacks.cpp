@@ -31,16 +31,8 @@ void on_menuitem_help_release_notes_activate(GtkMenuItem *, gpointer)
 
 void on_textview_log_populate_popup(GtkTextView *, GtkMenu *menu, gpointer)
 {
-    GtkWidget *separator = gtk_separator_menu_item_new();
-    gtk_widget_show(separator);
-    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), separator);
-    GtkWidget *item = gtk_image_menu_item_new_with_label(_("Clear log"));
-    gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item),
-                                  gtk_image_new_from_stock(GTK_STOCK_NEW, GTK_ICON_SIZE_MENU));
-    gtk_widget_set_name(item, "menuitem_clear_log");
-    gtk_widget_show(item);
-    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), item);
-    g_signal_connect(item, "activate", G_CALLBACK(on_textview_clear_log_menuitem_activate), nullptr);
+    common_prepend_popup_item(menu, _("Clear log"), GTK_STOCK_NEW, "menuitem_clear_log",
+                              G_CALLBACK(on_textview_clear_log_menuitem_activate));
 }
 
 void on_textview_clear_log_menuitem_activate(GtkMenuItem *, gpointer)

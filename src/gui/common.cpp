@@ -276,3 +276,18 @@ void common_register_file_popup_builder(guint kind, FilePopupBuilder builder)
     if (kind < FILE_POPUP_KINDS)
         file_popup_builders[kind] = builder;
 }
+
+GtkWidget *common_prepend_popup_item(GtkMenu *menu, const gchar *label, const gchar *stock_id,
+                                     const gchar *name, GCallback handler)
+{
+    GtkWidget *separator = gtk_separator_menu_item_new();
+    gtk_widget_show(separator);
+    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), separator);
+    GtkWidget *item = gtk_image_menu_item_new_with_label(label);
+    gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item), gtk_image_new_from_stock(stock_id, GTK_ICON_SIZE_MENU));
+    gtk_widget_set_name(item, name);
+    gtk_widget_show(item);
+    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), item);
+    g_signal_connect(item, "activate", handler, nullptr);
+    return item;
+}

@@ -33,6 +33,11 @@ int common_textview_save_contents(GtkTextView *view, const gchar *path);
 
 void common_show_release_notes();
 
+// Puts an image item above a separator at the top of a view's context
+// menu; `name` names the item (for lookups in tests).
+GtkWidget *common_prepend_popup_item(GtkMenu *menu, const gchar *label, const gchar *stock_id,
+                                     const gchar *name, GCallback handler);
+
 void on_textview_report_save_contents_activate(GtkMenuItem *item, gpointer data);
 
 // The file lists' pop-up: shows the menu of `kind` (0 report list, 1 tape

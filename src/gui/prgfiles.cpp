@@ -174,16 +174,8 @@ gboolean decode_prg(gpointer view)
 
 void prepend_load_foreign_item(GtkMenu *menu, GCallback handler)
 {
-    GtkWidget *separator = gtk_separator_menu_item_new();
-    gtk_widget_show(separator);
-    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), separator);
-    GtkWidget *item = gtk_image_menu_item_new_with_label(_("Load foreign PRG file..."));
-    gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item),
-                                  gtk_image_new_from_stock(GTK_STOCK_OPEN, GTK_ICON_SIZE_MENU));
-    gtk_widget_set_name(item, "menuitem_load_foreign_prg");
-    gtk_widget_show(item);
-    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), item);
-    g_signal_connect(item, "activate", handler, nullptr);
+    common_prepend_popup_item(menu, _("Load foreign PRG file..."), GTK_STOCK_OPEN, "menuitem_load_foreign_prg",
+                              handler);
 }
 
 void on_textview_load_foreign_hex_menuitem_activate(GtkMenuItem *, gpointer)

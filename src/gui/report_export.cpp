@@ -61,14 +61,6 @@ void on_textview_report_populate_popup(GtkTextView *, GtkMenu *menu, gpointer)
     // Only a tested tape's report can be saved, not the release notes.
     if (!utf8_path_lasttestedTAP || release_notes_on)
         return;
-    GtkWidget *separator = gtk_separator_menu_item_new();
-    gtk_widget_show(separator);
-    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), separator);
-    GtkWidget *item = gtk_image_menu_item_new_with_label(_("Save a copy..."));
-    gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item),
-                                  gtk_image_new_from_stock(GTK_STOCK_SAVE, GTK_ICON_SIZE_MENU));
-    gtk_widget_set_name(item, "menuitem_report_save_a_copy");
-    gtk_widget_show(item);
-    gtk_menu_shell_prepend(GTK_MENU_SHELL(menu), item);
-    g_signal_connect(item, "activate", G_CALLBACK(on_textview_report_save_contents_activate), nullptr);
+    common_prepend_popup_item(menu, _("Save a copy..."), GTK_STOCK_SAVE, "menuitem_report_save_a_copy",
+                              G_CALLBACK(on_textview_report_save_contents_activate));
 }

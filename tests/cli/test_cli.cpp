@@ -1,6 +1,8 @@
 // quillmarfe-cli run as a program: its output, files and exit codes.
 #include "core/summary.h"
 
+#include "common/program_run.h"
+
 #include <glib.h>
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
@@ -10,27 +12,9 @@
 
 namespace {
 
-struct CliRun {
-    int status = -1;
-    std::string out, err;
-};
-
-CliRun run_cli(const std::vector<std::string> &args)
+ProgramRun run_cli(const std::vector<std::string> &args)
 {
-    std::vector<gchar *> argv = {const_cast<gchar *>(QM_CLI)};
-    for (const std::string &a : args)
-        argv.push_back(const_cast<gchar *>(a.c_str()));
-    argv.push_back(nullptr);
-    CliRun run;
-    gchar *out = nullptr, *err = nullptr;
-    gint wait = 0;
-    EXPECT_TRUE(g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &out, &err, &wait, nullptr));
-    run.out = out ? out : "";
-    run.err = err ? err : "";
-    g_free(out);
-    g_free(err);
-    run.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-    return run;
+    return run_program(QM_CLI, args);
 }
 
 class Cli : public ::testing::Test {
@@ -77,21 +61,21 @@ protected:
 TEST_F(Cli, HeaderPrintsThePreviewValues)
 {
     const std::string tape = write("t.tap", std::string("C64-TAPE-RAW\x01\x02\x01\x00", 16) + std::string(4, '\0'));
-    const CliRun run = run_cli({"header", tape});
+    const ProgramRun run = run_cli({"header", tape});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "File Type: Non-standard TAP v 1\nComputer Platform: Commodore 16\nVideo Standard: NTSC\n");
 }
 
 TEST_F(Cli, HeaderOfAShortFileIsThreeDashes)
 {
-    const CliRun run = run_cli({"header", write("short.tap", "C64-TAPE-RAW")});
+    const ProgramRun run = run_cli({"header", write("short.tap", "C64-TAPE-RAW")});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "File Type: ---\nComputer Platform: ---\nVideo Standard: ---\n");
 }
 
 TEST_F(Cli, HeaderOfAMissingFileFails)
 {
-    const CliRun run = run_cli({"header", dir + "/missing.tap"});
+    const ProgramRun run = run_cli({"header", dir + "/missing.tap"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
     EXPECT_NE(run.err.find("missing.tap"), std::string::npos);
@@ -103,7 +87,7 @@ TEST_F(Cli, SummaryWritesTheSamePageAsTheWindow)
         "TAP Name    : /tapes/game.tap\nTAP Size    : 120\nChecksum test     : PASS\nRead test         : PASS\n"
         "File Type: PAUSE\nLocation: $0014 -> $0014 -> $0063 -> $0063\n");
     const std::string out = dir + "/out page.html";
-    const CliRun run = run_cli({"summary", report, out});
+    const ProgramRun run = run_cli({"summary", report, out});
     EXPECT_EQ(run.status, 0) << run.err;
     ReportEntry pause;
     pause.index = 1;
@@ -117,7 +101,7 @@ TEST_F(Cli, SummaryWritesTheSamePageAsTheWindow)
 
 TEST_F(Cli, SummaryWithoutAReportFails)
 {
-    const CliRun run = run_cli({"summary", dir + "/none.txt", dir + "/out.html"});
+    const ProgramRun run = run_cli({"summary", dir + "/none.txt", dir + "/out.html"});
     EXPECT_EQ(run.status, 1);
     EXPECT_FALSE(g_file_test((dir + "/out.html").c_str(), G_FILE_TEST_EXISTS));
 }
@@ -127,10 +111,10 @@ TEST_F(Cli, UsageErrorsAndHelp)
     EXPECT_EQ(run_cli({}).status, 2);
     EXPECT_EQ(run_cli({"frobnicate"}).status, 2);
     EXPECT_EQ(run_cli({"header"}).status, 2);
-    const CliRun help = run_cli({"summary", "--help"});
+    const ProgramRun help = run_cli({"summary", "--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.out.rfind("usage: quillmarfe-cli summary REPORT OUT.html\n", 0), 0u);
-    const CliRun overview = run_cli({"--help"});
+    const ProgramRun overview = run_cli({"--help"});
     EXPECT_EQ(overview.status, 0);
     EXPECT_NE(overview.out.find("header FILE"), std::string::npos);
 }

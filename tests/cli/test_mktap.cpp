@@ -2,6 +2,8 @@
 // encoder's output for the same programs and options; usage and input errors.
 #include "core/cbmencode.h"
 
+#include "common/program_run.h"
+
 #include <glib.h>
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
@@ -14,27 +16,11 @@
 
 namespace {
 
-struct MktapRun {
-    int status = -1;
-    std::string out, err;
-};
-
-MktapRun run_mktap_cli(const std::vector<std::string> &args)
+ProgramRun run_mktap_cli(const std::vector<std::string> &args)
 {
-    std::vector<gchar *> argv = {const_cast<gchar *>(QM_CLI), const_cast<gchar *>("mktap")};
-    for (const std::string &a : args)
-        argv.push_back(const_cast<gchar *>(a.c_str()));
-    argv.push_back(nullptr);
-    MktapRun run;
-    gchar *out = nullptr, *err = nullptr;
-    gint wait = 0;
-    EXPECT_TRUE(g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &out, &err, &wait, nullptr));
-    run.out = out ? out : "";
-    run.err = err ? err : "";
-    g_free(out);
-    g_free(err);
-    run.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-    return run;
+    std::vector<std::string> all = {"mktap"};
+    all.insert(all.end(), args.begin(), args.end());
+    return run_program(QM_CLI, all);
 }
 
 std::vector<uint8_t> program(uint16_t load, std::size_t size, uint8_t seed)
@@ -83,7 +69,7 @@ protected:
     bool exists(const std::string &path) { return g_file_test(path.c_str(), G_FILE_TEST_EXISTS); }
     void expect_usage_error(const std::vector<std::string> &args)
     {
-        const MktapRun run = run_mktap_cli(args);
+        const ProgramRun run = run_mktap_cli(args);
         EXPECT_EQ(run.status, 2);
         EXPECT_NE(run.err.find("usage: quillmarfe-cli mktap"), std::string::npos) << run.err;
     }
@@ -96,7 +82,7 @@ TEST_F(Mktap, DefaultsAreVersion1C64PalAndUpperCasedFileNames)
     const std::vector<uint8_t> a = program(0x0801, 200, 1), b = program(0xC000, 50, 2);
     const std::string pa = write("game.prg", a), pb = write("Intro.v2.PRG", b);
     const std::string out = dir + "/out.tap";
-    const MktapRun run = run_mktap_cli({pa, pb, out});
+    const ProgramRun run = run_mktap_cli({pa, pb, out});
     ASSERT_EQ(run.status, 0) << run.err;
 
     PrgInput ia{a, "GAME"}, ib{b, "INTRO.V2"};
@@ -108,7 +94,7 @@ TEST_F(Mktap, OptionsAndNames)
     const std::vector<uint8_t> a = program(0x1001, 100, 3), b = program(0x1201, 10, 4), c = program(0x2000, 0, 5);
     const std::string pa = write("a.prg", a), pb = write("b.prg", b), pc = write("noext", c);
     const std::string out = dir + "/vic.tap";
-    const MktapRun run = run_mktap_cli(
+    const ProgramRun run = run_mktap_cli(
         {"--v0", "--ntsc", "--name", "My Game", pa, "--vic20", pb, "--pause", "0.5", pc, out});
     ASSERT_EQ(run.status, 0) << run.err;
 
@@ -153,7 +139,7 @@ TEST_F(Mktap, UsageErrors)
 
 TEST_F(Mktap, HelpDescribesTheSubcommand)
 {
-    const MktapRun run = run_mktap_cli({"--help"});
+    const ProgramRun run = run_mktap_cli({"--help"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.out.find("mktap [--v0|--v1]"), std::string::npos);
 }
@@ -161,7 +147,7 @@ TEST_F(Mktap, HelpDescribesTheSubcommand)
 TEST_F(Mktap, UnreadableOrUnwritableProgramIsAnError)
 {
     const std::string out = dir + "/e.tap";
-    MktapRun run = run_mktap_cli({dir + "/missing.prg", out});
+    ProgramRun run = run_mktap_cli({dir + "/missing.prg", out});
     EXPECT_EQ(run.status, 1);
     EXPECT_FALSE(run.err.empty());
     EXPECT_FALSE(exists(out));
@@ -189,7 +175,7 @@ TEST_F(Mktap, DoubleDashEndsTheSwitches)
     const std::string out = dir + "/d.tap";
     gchar *cwd = g_get_current_dir();
     ASSERT_EQ(g_chdir(dir.c_str()), 0);
-    const MktapRun run = run_mktap_cli({"--", "-odd.prg", out});
+    const ProgramRun run = run_mktap_cli({"--", "-odd.prg", out});
     g_chdir(cwd);
     g_free(cwd);
     ASSERT_EQ(run.status, 0) << run.err;

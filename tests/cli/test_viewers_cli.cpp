@@ -3,6 +3,8 @@
 #include "core/dasm.h"
 #include "core/hexlisting.h"
 
+#include "common/program_run.h"
+
 #include <glib.h>
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
@@ -12,27 +14,9 @@
 
 namespace {
 
-struct Output {
-    int status = -1;
-    std::string out, err;
-};
-
-Output run_cli(const std::vector<std::string> &args)
+ProgramRun run_cli(const std::vector<std::string> &args)
 {
-    std::vector<gchar *> argv = {const_cast<gchar *>(QM_CLI)};
-    for (const std::string &a : args)
-        argv.push_back(const_cast<gchar *>(a.c_str()));
-    argv.push_back(nullptr);
-    Output run;
-    gchar *out = nullptr, *err = nullptr;
-    gint wait = 0;
-    EXPECT_TRUE(g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &out, &err, &wait, nullptr));
-    run.out = out ? out : "";
-    run.err = err ? err : "";
-    g_free(out);
-    g_free(err);
-    run.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-    return run;
+    return run_program(QM_CLI, args);
 }
 
 class ViewerCli : public ::testing::Test {
@@ -72,10 +56,10 @@ protected:
 TEST_F(ViewerCli, HexPrintsTheViewersTextWithAndWithoutConversion)
 {
     const std::string prg = write("code.prg", std::string("\x00\xc0\x01\x41\x20\x2e", 6));
-    const Output plain = run_cli({"hex", prg});
+    const ProgramRun plain = run_cli({"hex", prg});
     EXPECT_EQ(plain.status, 0);
     EXPECT_EQ(plain.out, expected([&](GString *t) { make_hex_listing(prg.c_str(), 0, t); }));
-    const Output converted = run_cli({"hex", "--convert", prg});
+    const ProgramRun converted = run_cli({"hex", "--convert", prg});
     EXPECT_EQ(converted.out, expected([&](GString *t) { make_hex_listing(prg.c_str(), 1, t); }));
     EXPECT_NE(plain.out, converted.out);
 }
@@ -83,11 +67,11 @@ TEST_F(ViewerCli, HexPrintsTheViewersTextWithAndWithoutConversion)
 TEST_F(ViewerCli, BasicPrintsTheListingOrTheFailureText)
 {
     const std::string good = write("basic.prg", std::string("\x01\x08\x07\x08\x0a\x00\x99\x00\x00\x00", 10));
-    const Output listed = run_cli({"basic", good});
+    const ProgramRun listed = run_cli({"basic", good});
     EXPECT_EQ(listed.status, 0);
     EXPECT_EQ(listed.out, "\n10 PRINT\n");
     const std::string bad = write("tiny.prg", std::string("\x01\x08\x05", 3));
-    const Output failed = run_cli({"basic", bad});
+    const ProgramRun failed = run_cli({"basic", bad});
     EXPECT_EQ(failed.status, 1);
     EXPECT_EQ(failed.out, "");
     EXPECT_EQ(failed.err, BASIC_NOT_VALID_TEXT);
@@ -104,7 +88,7 @@ TEST_F(ViewerCli, DasmPassesItsOptions)
             if (comment)
                 args.push_back("--comment");
             args.push_back(prg);
-            const Output run = run_cli(args);
+            const ProgramRun run = run_cli(args);
             EXPECT_EQ(run.status, 0);
             EXPECT_EQ(run.out, expected([&](GString *t) { disassemble(prg.c_str(), exclude, comment, t); }));
         }
@@ -112,7 +96,7 @@ TEST_F(ViewerCli, DasmPassesItsOptions)
 
 TEST_F(ViewerCli, UnreadableFilesFailWithTheReasonOnStandardError)
 {
-    const Output run = run_cli({"hex", dir + "/missing.prg"});
+    const ProgramRun run = run_cli({"hex", dir + "/missing.prg"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
     EXPECT_NE(run.err.find("Could not load data from file '" + dir + "/missing.prg'"), std::string::npos);
