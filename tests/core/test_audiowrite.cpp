@@ -1,0 +1,242 @@
+// Tests of the audio recording of a tape: AU and WAV headers field by field,
+// pulse edges on the samples nearest to their time, silent pauses, square and
+// sine waves, and the length of a whole encoded tape.
+#include "core/audiowrite.h"
+
+#include "core/cbmencode.h"
+#include "core/tapescan.h"
+#include "core/tapewrite.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Samples = std::vector<int16_t>;
+
+TapeScan scan(const Bytes &f) { return scan_tape(f.data(), f.size()); }
+
+uint32_t be32(const Bytes &b, std::size_t at)
+{
+    return (uint32_t(b[at]) << 24) | (uint32_t(b[at + 1]) << 16) | (uint32_t(b[at + 2]) << 8) | uint32_t(b[at + 3]);
+}
+
+uint32_t le32(const Bytes &b, std::size_t at)
+{
+    return uint32_t(b[at]) | (uint32_t(b[at + 1]) << 8) | (uint32_t(b[at + 2]) << 16) | (uint32_t(b[at + 3]) << 24);
+}
+
+unsigned le16(const Bytes &b, std::size_t at) { return unsigned(b[at]) | (unsigned(b[at + 1]) << 8); }
+
+std::string tag(const Bytes &b, std::size_t at) { return std::string(b.begin() + long(at), b.begin() + long(at) + 4); }
+
+// C64 PAL, version 1: S, M, L, one second of silence (985,248 cycles = $0F08A0), S.
+Bytes hand_tape(bool vic20 = false)
+{
+    Bytes f = tap_file_header(1, vic20, false, 0);
+    const Bytes data = {0x30, 0x42, 0x56, 0x00, 0xA0, 0x08, 0x0F, 0x30};
+    f.insert(f.end(), data.begin(), data.end());
+    tap_fix_data_size(f);
+    return f;
+}
+
+// Runs of equal samples: value and count.
+struct SampleRun {
+    int16_t value;
+    std::size_t count;
+    bool operator==(const SampleRun &o) const { return value == o.value && count == o.count; }
+};
+
+std::vector<SampleRun> runs_of(const Samples &s)
+{
+    std::vector<SampleRun> runs;
+    for (int16_t v : s) {
+        if (!runs.empty() && runs.back().value == v)
+            ++runs.back().count;
+        else
+            runs.push_back(SampleRun{v, 1});
+    }
+    return runs;
+}
+
+constexpr int16_t HI = 30000, LO = -30000;
+
+// The hand tape's samples, edges at round(cycles x 44100 / 985248):
+// S 0..9..17, M 17..29..41, L 41..56..72, silence to 44172 (one second
+// later), S 44172..44180..44189.
+const std::vector<SampleRun> HAND_SQUARE = {{HI, 9},  {LO, 8},  {HI, 12},    {LO, 12}, {HI, 15},
+                                            {LO, 16}, {0, 44100}, {HI, 8}, {LO, 9}};
+constexpr std::size_t HAND_SAMPLES = 44189;
+
+} // namespace
+
+TEST(AudioWrite, SquareWaveEdgesByHand)
+{
+    const Samples s = render_samples(scan(hand_tape()), false);
+    ASSERT_EQ(s.size(), HAND_SAMPLES);
+    EXPECT_EQ(runs_of(s), HAND_SQUARE);
+}
+
+TEST(AudioWrite, SineWaveByHand)
+{
+    const Samples s = render_samples(scan(hand_tape()), true);
+    ASSERT_EQ(s.size(), HAND_SAMPLES);
+    // The first pulse: 17 samples of 30000 x sin(2 pi (k + 0.5) / 17).
+    const Samples first = {5512,  15793,  23941,  28855,  29872,  26855,  20211,  10837, 0,
+                           -10837, -20211, -26855, -29872, -28855, -23941, -15793, -5512};
+    EXPECT_EQ(Samples(s.begin(), s.begin() + 17), first);
+    // The pause is silent, in sine waves too.
+    for (std::size_t k = 72; k < 44172; ++k)
+        ASSERT_EQ(s[k], 0) << k;
+    EXPECT_NE(s[44172], 0);
+    EXPECT_NE(s, render_samples(scan(hand_tape()), false));
+}
+
+TEST(AudioWrite, AuHeaderAndBigEndianSamples)
+{
+    const Bytes au = render_audio(scan(hand_tape()), AudioFormat::Au, false);
+    ASSERT_EQ(au.size(), 24 + 2 * HAND_SAMPLES);
+    EXPECT_EQ(tag(au, 0), ".snd");
+    EXPECT_EQ(be32(au, 4), 24u);                // data offset
+    EXPECT_EQ(be32(au, 8), 2 * HAND_SAMPLES);   // data size: 88,378
+    EXPECT_EQ(be32(au, 12), 3u);                // 16-bit linear PCM
+    EXPECT_EQ(be32(au, 16), 44100u);
+    EXPECT_EQ(be32(au, 20), 1u);                // channels
+    // +30000 = $7530, -30000 = $8AD0, most significant byte first.
+    EXPECT_EQ(au[24], 0x75);
+    EXPECT_EQ(au[25], 0x30);
+    EXPECT_EQ(au[24 + 2 * 9], 0x8A);
+    EXPECT_EQ(au[24 + 2 * 9 + 1], 0xD0);
+    EXPECT_EQ(au[24 + 2 * 100], 0x00);
+    EXPECT_EQ(au[24 + 2 * 100 + 1], 0x00);
+}
+
+TEST(AudioWrite, WavHeaderAndLittleEndianSamples)
+{
+    const Bytes wav = render_audio(scan(hand_tape()), AudioFormat::Wav, false);
+    ASSERT_EQ(wav.size(), 44 + 2 * HAND_SAMPLES);
+    EXPECT_EQ(tag(wav, 0), "RIFF");
+    EXPECT_EQ(le32(wav, 4), 36 + 2 * HAND_SAMPLES);  // 88,414
+    EXPECT_EQ(tag(wav, 8), "WAVE");
+    EXPECT_EQ(tag(wav, 12), "fmt ");
+    EXPECT_EQ(le32(wav, 16), 16u);
+    EXPECT_EQ(le16(wav, 20), 1u);       // PCM
+    EXPECT_EQ(le16(wav, 22), 1u);       // channels
+    EXPECT_EQ(le32(wav, 24), 44100u);   // sample rate
+    EXPECT_EQ(le32(wav, 28), 88200u);   // bytes per second
+    EXPECT_EQ(le16(wav, 32), 2u);       // block align
+    EXPECT_EQ(le16(wav, 34), 16u);      // bits per sample
+    EXPECT_EQ(tag(wav, 36), "data");
+    EXPECT_EQ(le32(wav, 40), 2 * HAND_SAMPLES);
+    EXPECT_EQ(wav[44], 0x30);
+    EXPECT_EQ(wav[45], 0x75);
+    EXPECT_EQ(wav[44 + 2 * 9], 0xD0);
+    EXPECT_EQ(wav[44 + 2 * 9 + 1], 0x8A);
+}
+
+TEST(AudioWrite, FormatsHoldTheSameSamples)
+{
+    const TapeScan s = scan(hand_tape());
+    for (bool sine : {false, true}) {
+        const Samples samples = render_samples(s, sine);
+        const Bytes au = render_audio(s, AudioFormat::Au, sine);
+        const Bytes wav = render_audio(s, AudioFormat::Wav, sine);
+        for (std::size_t k = 0; k < samples.size(); ++k) {
+            const uint16_t u = uint16_t(samples[k]);
+            ASSERT_EQ(au[24 + 2 * k], u >> 8) << k;
+            ASSERT_EQ(au[24 + 2 * k + 1], u & 0xFF) << k;
+            ASSERT_EQ(wav[44 + 2 * k], u & 0xFF) << k;
+            ASSERT_EQ(wav[44 + 2 * k + 1], u >> 8) << k;
+        }
+    }
+}
+
+TEST(AudioWrite, ClockOfThePlatform)
+{
+    // VIC 20 PAL (1,108,416 Hz), edges at round(cycles x 44100 / 1108416):
+    // S 0..8..15 (192, 384 cycles: 7.64, 15.28 samples), M 15..26..36 (648,
+    // 912: 25.78, 36.29), L 36..50..64 (1256, 1600: 49.97, 63.66); 985,248
+    // cycles of silence to 39,263 (986,848: 39,263.23); S 39,263..39,271..39,279
+    // (39,270.87, 39,278.51).
+    const Samples s = render_samples(scan(hand_tape(true)), false);
+    const std::vector<SampleRun> expected = {{HI, 8},  {LO, 7},  {HI, 11},    {LO, 10}, {HI, 14},
+                                             {LO, 14}, {0, 39199}, {HI, 8}, {LO, 8}};
+    EXPECT_EQ(runs_of(s), expected);
+}
+
+TEST(AudioWrite, WholeTapeLastsAsLongAsItsPulses)
+{
+    PrgInput p;
+    p.name = "TUNE";
+    p.bytes = {0x01, 0x08};
+    for (int i = 0; i < 2000; ++i)
+        p.bytes.push_back(uint8_t(i * 7));
+    EncodeOptions o;
+    o.pause_seconds = 1.5;
+    const Bytes tap = encode_tap({p, p}, o);
+    const TapeScan s = scan(tap);
+
+    double seconds = 0;
+    for (std::size_t i = 0; i < s.pulses.size(); ++i)
+        seconds += s.pulses.units(i) * 8.0 / 985248.0;
+    for (bool sine : {false, true}) {
+        const Samples samples = render_samples(s, sine);
+        EXPECT_NEAR(double(samples.size()), seconds * 44100.0, 44.0);
+        std::size_t zeros = 0, loud = 0;
+        for (int16_t v : samples) {
+            ASSERT_LE(std::abs(int(v)), 30000);
+            zeros += v == 0;
+            loud += std::abs(int(v)) > 20000;
+        }
+        // Silence: two 328,088-cycle pauses and 1.5 s between the programs.
+        const double silence = (2 * 328088 + 1477872) * 44100.0 / 985248.0;
+        EXPECT_GE(double(zeros), silence - 3);
+        EXPECT_GT(loud, samples.size() / 3);
+        if (!sine) {
+            for (int16_t v : samples)
+                ASSERT_TRUE(v == 0 || v == HI || v == LO);
+        }
+        const Bytes wav = render_audio(s, AudioFormat::Wav, sine);
+        EXPECT_EQ(wav.size(), 44 + 2 * samples.size());
+        EXPECT_EQ(le32(wav, 40), 2 * samples.size());
+    }
+    EXPECT_NE(render_samples(s, true), render_samples(s, false));
+}
+
+TEST(AudioWrite, OverflowedPauseIsSilentAndWhole)
+{
+    // $FFFFFF continues into the S after it: (2,097,151 + 48) x 8 cycles of silence.
+    Bytes f = tap_file_header(1, false, false, 0);
+    const Bytes data = {0x30, 0x00, 0xFF, 0xFF, 0xFF, 0x30, 0x30};
+    f.insert(f.end(), data.begin(), data.end());
+    tap_fix_data_size(f);
+    const Samples s = render_samples(scan(f), false);
+    // Edges: 384 cycles -> 17; 384 + 16,777,592 = 16,777,976 -> 750,987;
+    // + 192 -> 750,996; + 384 -> 751,004.
+    const std::vector<SampleRun> expected = {{HI, 9}, {LO, 8}, {0, 750970}, {HI, 9}, {LO, 8}};
+    EXPECT_EQ(runs_of(s), expected);
+}
+
+TEST(AudioWrite, NotATapeGivesNothing)
+{
+    const Bytes junk(30, 0x20);
+    EXPECT_TRUE(render_audio(scan(junk), AudioFormat::Au, false).empty());
+    EXPECT_TRUE(render_audio(scan(junk), AudioFormat::Wav, true).empty());
+    EXPECT_TRUE(render_samples(scan(junk), false).empty());
+}
+
+TEST(AudioWrite, EmptyTapeIsAHeaderOnly)
+{
+    const Bytes f = tap_file_header(1, false, false, 0);
+    const Bytes au = render_audio(scan(f), AudioFormat::Au, false);
+    ASSERT_EQ(au.size(), 24u);
+    EXPECT_EQ(be32(au, 8), 0u);
+    const Bytes wav = render_audio(scan(f), AudioFormat::Wav, false);
+    ASSERT_EQ(wav.size(), 44u);
+    EXPECT_EQ(le32(wav, 4), 36u);
+    EXPECT_EQ(le32(wav, 40), 0u);
+}
