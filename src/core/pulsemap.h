@@ -1,0 +1,155 @@
+// The tape analysis's screen data: every pulse of a TAP file or ZORV dump as
+// 16-bit entries, cut into screen lines of equal tape time, with an index from
+// screen lines to entries and one from file offsets to screen lines; plus the
+// geometry of the view (scroll clamping, adjustment, wheel steps, dots) that
+// needs no widget.
+//
+// Raw entry: bits 0..13 hold a length of 0..256 TAP units. Bit 15 marks a
+// piece of a long pulse (256 units or more, the 3-byte form of TAP versions
+// 1/2, the version 0 long pulse, an overflow mark or the pulse continuing
+// one); bit 14 goes with bit 15 on the last piece of a long pulse that does
+// not continue into the next one. Only entries without bit 15 are drawn.
+//
+// Screen line: entries whose lengths add up to 622 units. After each entry
+// the running sum is compared with 622; when it reaches 622 the next entry
+// opens a new line and the sum keeps the remainder. One entry never spans
+// two lines; a long pulse usually does.
+//
+// Pure and GLib-only.
+#ifndef QUILLMAR_CORE_PULSEMAP_H
+#define QUILLMAR_CORE_PULSEMAP_H
+
+#include "core/tapimage.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Tape time of one screen line, in TAP units.
+constexpr uint32_t PULSE_LINE_UNITS = 622;
+// Longest piece of a long pulse.
+constexpr uint32_t PULSE_PIECE_UNITS = 256;
+
+constexpr uint16_t PULSE_ENTRY_PIECE = 0x8000;    // bit 15: piece of a long pulse
+constexpr uint16_t PULSE_ENTRY_LAST = 0x4000;     // bit 14: last piece, no continuation
+constexpr uint16_t PULSE_ENTRY_LENGTH = 0x3FFF;   // bits 0..13: length in units
+
+// Value of offset_lines at a file offset where no pulse begins, and the
+// answer of pulse_map_line_of_offset() for an offset beyond the file.
+constexpr uint64_t PULSE_MAP_NO_LINE = UINT64_MAX;
+
+struct PulseMap {
+    // One entry per raw pulse piece, in tape order (nRawPulseCount = size()).
+    std::vector<uint16_t> screen_data;
+    // Per screen line, the index in screen_data of its first entry; the entry
+    // after the last line holds screen_data.size(). Size = num_lines.
+    std::vector<uint64_t> line_starts;
+    // Per file byte: at an offset where a pulse's encoding begins, the screen
+    // line in which that pulse starts; PULSE_MAP_NO_LINE elsewhere.
+    std::vector<uint64_t> offset_lines;
+    // Last screen line number plus 2 (so line_starts.size()).
+    uint64_t num_lines = 0;
+
+    // What the header said: a ZORV dump (magic "ZORV-TAP-RAW") or else TAP,
+    // the version byte, the platform index (low nibble of byte 13 for a ZORV
+    // dump, the whole byte for TAP), the video standard byte and the sample
+    // conversion chosen from them. Zero/TAP when the file is shorter.
+    bool zorv = false;
+    uint8_t version = 0;
+    unsigned platform = 0;
+    unsigned video = 0;
+    DownsampleFunc downsample = nullptr;
+};
+
+// Entry helpers.
+inline bool pulse_entry_is_drawn(uint16_t entry) { return (entry & PULSE_ENTRY_PIECE) == 0; }
+inline unsigned pulse_entry_length(uint16_t entry) { return entry & PULSE_ENTRY_LENGTH; }
+
+// Parses a whole file held in memory (header included) into map, replacing
+// its contents. Pulse data run from offset 20 to the end of the buffer (the
+// header's size field is not used). On allocation failure returns false with
+// error set to "Could not allocate raw workspace in memory:\n\n%s" (entries)
+// or "Could not allocate index workspace in memory:\n\n%s" (either index),
+// and leaves map empty.
+bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::string &error);
+
+// Loads the file at path (file-system encoding) into data, then builds map.
+// A load failure gives "Could not load data from file '%s':\n\n%s" with the
+// path and the loader's message; data and map are then left empty.
+bool pulse_map_parse_file(const std::string &path, std::vector<uint8_t> &data, PulseMap &map,
+                          std::string &error);
+
+// The screen line to show for a file offset: the line stored for it; for an
+// offset inside the data where no pulse begins, the line of the pulse whose
+// encoding covers it (0 inside the header). PULSE_MAP_NO_LINE when the offset
+// is not below the file size (the view then keeps its scroll position).
+uint64_t pulse_map_line_of_offset(const PulseMap &map, uint64_t offset);
+
+// Entries [first, end) of screen line `line`; empty for lines past the last.
+struct PulseLineEntries {
+    uint64_t first = 0;
+    uint64_t end = 0;
+};
+PulseLineEntries pulse_map_line_entries(const PulseMap &map, uint64_t line);
+
+// ---- View geometry -------------------------------------------------------
+// capacity = lines the drawing area holds: its height in the vertical layout
+// (a pixel row per line), its width in the horizontal one (a column per line).
+
+enum class PulseLayout { Vertical, Horizontal };
+
+// Capacity of a drawing area of the given size in a layout.
+int pulse_view_capacity(PulseLayout layout, int width, int height);
+
+// First visible line before a whole redraw: unchanged unless first + capacity
+// exceeds num_lines; then num_lines - 1 - capacity, or 0 when num_lines -
+// capacity is below 2.
+int64_t pulse_view_clamp_first_line(int64_t first, uint64_t num_lines, int capacity);
+
+// End (exclusive) of the lines drawn from `first`: min(num_lines, first + capacity).
+uint64_t pulse_view_lines_end(int64_t first, uint64_t num_lines, int capacity);
+
+// The scroll bar's adjustment for a layout.
+struct PulseViewAdjustment {
+    double lower = 0;
+    double value = 0;
+    double upper = 0;
+    double page_increment = 0;
+    double page_size = 0;
+};
+// lower 0, value = first visible line, upper = num_lines - 1, page size and
+// page increment = capacity.
+PulseViewAdjustment pulse_view_adjustment(int64_t first, uint64_t num_lines, int capacity);
+
+// Value after one wheel notch: up moves by page_increment / 6 towards lower
+// (not below it), down towards upper - page_size (not beyond it).
+double pulse_view_wheel_value(const PulseViewAdjustment &adjustment, bool up);
+
+// A scroll by d lines moves the existing image when |d| < capacity;
+// otherwise everything is redrawn.
+bool pulse_view_scroll_is_incremental(int64_t d, int capacity);
+
+// After an incremental scroll by d (new first line = old + d): the band of
+// newly exposed lines, as the first line-axis position (row or column), the
+// number of positions and the first line drawn there.
+struct PulseViewBand {
+    int position = 0;
+    int count = 0;
+    int64_t first_line = 0;
+};
+PulseViewBand pulse_view_exposed_band(int64_t new_first, int64_t d, int capacity);
+
+// A dot: the pixel segment from (x0, y0) to (x1, y1) drawn for an entry of
+// `length` units at line-axis position `position` (line - first visible line).
+// Vertical: row = position, x from 2 * length to 2 * length + 1.
+// Horizontal: column = position, y from height - 2 * length to height - 2 * length - 1.
+struct PulseDot {
+    int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+};
+PulseDot pulse_view_dot(PulseLayout layout, int position, unsigned length, int height);
+
+// Name under which a snapshot is saved: "analysis_y=%d" with the first visible line.
+std::string pulse_view_snapshot_label(int first_line);
+
+#endif  // QUILLMAR_CORE_PULSEMAP_H
