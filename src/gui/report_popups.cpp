@@ -1,5 +1,6 @@
 #include "gui/report_popups.h"
 
+#include "gui/analysis.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
 #include "gui/report.h"
@@ -10,14 +11,17 @@
 
 namespace {
 
-constexpr int TOOLS_PAGE = 4;
-constexpr int TAPE_ANALYSIS_PAGE = 3;
-
-// Brings the graphical tape analysis tool into view.
+// Shows the selected file's start in the graphical tape analysis tool.
 void on_show_in_tape_analysis_activate(GtkMenuItem *, gpointer)
 {
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(lookup_widget(mainwindow, "notebook_main")), TOOLS_PAGE);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(lookup_widget(mainwindow, "notebook_tools")), TAPE_ANALYSIS_PAGE);
+    GtkTreeModel *model = nullptr;
+    GtkTreeIter iter;
+    GtkTreeView *list = GTK_TREE_VIEW(lookup_widget(mainwindow, "treeview_file_list"));
+    if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(list), &model, &iter))
+        return;
+    gint start = 0;
+    gtk_tree_model_get(model, &iter, REPORT_START, &start, -1);
+    tape_analysis_move_to_tape_offset(guint64(start));
 }
 
 GtkWidget *show_in_analysis_menu(const char *menu_name, const char *item_name)

@@ -1,5 +1,6 @@
 #include "gui/startup.h"
 
+#include "gui/analysis.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
 #include "gui/icons.h"
@@ -81,6 +82,7 @@ void quillmarfe_startup(int *argc, char ***argv)
     scanners_module_init();
     prgfiles_module_init();
     report_module_init();
+    tape_analysis_module_init();
 
     common_show_release_notes();
     release_notes_on = 1;

@@ -405,16 +405,15 @@ TEST_F(Report, SaveACopyOnlyForATestedTapesReport)
     EXPECT_TRUE(popup_item_names(view).empty());
 }
 
-TEST_F(Report, ListPopupShowsTheAnalysisItemWhichBringsTheToolIntoView)
+TEST_F(Report, ListPopupOffersTheAnalysisWhichAsksBeforeParsing)
 {
     load(sample_report("/tapes/game.tap"));
     replace_owned_string(utf8_path_lasttestedTAP, "/tapes/game.tap");
     GtkTreeView *view = GTK_TREE_VIEW(W("treeview_file_list"));
-    gboolean handled = FALSE;
-    g_signal_emit_by_name(view, "popup_menu", &handled);
     GtkTreePath *path = gtk_tree_path_new_from_indices(1, -1);
     gtk_tree_view_set_cursor(view, path, nullptr, FALSE);
     gtk_tree_path_free(path);
+    gboolean handled = FALSE;
     g_signal_emit_by_name(view, "popup_menu", &handled);
     GtkWidget *item = nullptr;
     GList *toplevels = gtk_window_list_toplevels();
@@ -424,7 +423,12 @@ TEST_F(Report, ListPopupShowsTheAnalysisItemWhichBringsTheToolIntoView)
                 item = found;
     g_list_free(toplevels);
     ASSERT_NE(item, nullptr);
+    std::string question;
+    answer_dialog("Confirmation request", [&](GtkWidget *dialog) {
+        question = all_label_texts(dialog);
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NO);
+    });
     gtk_menu_item_activate(GTK_MENU_ITEM(item));
-    EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_main"))), 4);
-    EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_tools"))), 3);
+    EXPECT_NE(question.find("Tape not parsed yet. Would you like to parse it now?"), std::string::npos);
+    EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_main"))), 0) << "No leaves the page";
 }

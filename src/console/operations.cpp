@@ -1,0 +1,194 @@
+#include "console/operations.h"
+
+#include "console/location.h"
+#include "console/prgout.h"
+#include "console/report.h"
+#include "console/tapeinput.h"
+#include "core/appinfo.h"
+#include "core/audiowrite.h"
+#include "core/tapewrite.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+namespace {
+
+void say(const std::string &text) { std::printf("quillmar: %s\n", text.c_str()); }
+
+void complain(const std::string &text) { std::fprintf(stderr, "quillmar: %s\n", text.c_str()); }
+
+// Scans a tape image already read and checked.
+TapeScan scan_input(const TapeInput &in, const ConsoleOptions &o, const std::vector<const TapeScanner *> &scanners)
+{
+    return scan_tape(in.bytes.data(), in.bytes.size(), scan_options(o), scanners);
+}
+
+// The tape written by Clean or Convert, and where it went.
+struct WrittenTape {
+    bool ok = false;
+    std::string path;
+    std::string error;
+};
+
+WrittenTape write_tape_output(const ConsoleOptions &o, const TapeScan &scan)
+{
+    WrittenTape w;
+    std::vector<uint8_t> bytes;
+    if (o.operation == Operation::Clean) {
+        w.path = cleaned_tape_path(o.path);
+        CleanOptions c;
+        c.add_trailing_pause = !o.noaddpause;
+        c.boost = o.boostclean;
+        bytes = clean_tap(scan, c);
+    } else {
+        w.path = converted_tape_path(o.path);
+        bytes = convert_tap(scan, o.operation == Operation::ConvertV0 ? 0 : 1);
+    }
+    if (bytes.empty()) {
+        w.error = "no tape could be written from it";
+        return w;
+    }
+    if (same_file(w.path, o.path)) {
+        w.error = "the output " + w.path + " would replace the source";
+        return w;
+    }
+    std::string error;
+    if (!write_binary_file(w.path, bytes, &error)) {
+        w.error = "cannot write " + w.path + ": " + error;
+        return w;
+    }
+    w.ok = true;
+    return w;
+}
+
+} // namespace
+
+ReportHead report_head(const ConsoleOptions &o, const char *kind, const std::vector<const TapeScanner *> &scanners,
+                       const std::vector<std::string> &scanner_notes)
+{
+    ReportHead head;
+    head.title = std::string("quillmar ") + QUILLMARFE_VERSION + " - " + kind;
+    head.command = o.operation_switch + " " + o.path;
+    head.settings = settings_line(o, scanners);
+    head.notes = switch_notes(o);
+    head.notes.insert(head.notes.end(), scanner_notes.begin(), scanner_notes.end());
+    return head;
+}
+
+int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
+{
+    std::vector<std::string> scanner_notes;
+    const std::vector<const TapeScanner *> scanners = selected_scanners(o, &scanner_notes);
+    const ReportHead head = report_head(o, "tape report", scanners, scanner_notes);
+    const std::string report_path = join_path(report_folder, TAPE_REPORT_NAME);
+    std::string error;
+    bool report_ok = write_text_file(report_path, format_started_report(head), &error);
+    if (!report_ok)
+        complain("cannot write the report " + report_path + ": " + error);
+
+    const std::string prg_folder = join_path(report_folder, PRG_FOLDER_NAME);
+    bool prg_ok = true;
+    if (o.doprg && !clear_prg_folder(prg_folder, &error)) {
+        complain(error);
+        prg_ok = false;
+    }
+
+    const auto fail = [&](const std::string &tape, const TapeInput &in, const std::string &reason) {
+        complain(tape + ": " + reason);
+        if (report_ok)
+            write_text_file(report_path, format_failure_report(head, tape, in.size_known, in.file_size, reason), nullptr);
+        return 1;
+    };
+
+    TapeInput in = read_tape_input(o.path);
+    if (!in.ok)
+        return fail(o.path, in, in.error);
+    TapeScan scan = scan_input(in, o, scanners);
+    if (!scan.ok)
+        return fail(o.path, in, scan.error);
+
+    std::string tape_path = o.path;
+    TapeReportExtras extras;
+    extras.debug = o.debug;
+    if (o.operation != Operation::Test) {
+        const WrittenTape w = write_tape_output(o, scan);
+        if (!w.ok)
+            return fail(o.path, in, w.error);
+        say("wrote " + w.path);
+        extras.after_totals.push_back("Source      : " + o.path);
+        // The report describes the tape as written, read back from disk.
+        tape_path = w.path;
+        in = read_tape_input(w.path);
+        if (!in.ok)
+            return fail(w.path, in, in.error);
+        scan = scan_input(in, o, scanners);
+        if (!scan.ok)
+            return fail(w.path, in, scan.error);
+    }
+    in.bytes.clear();
+    in.bytes.shrink_to_fit();
+
+    if (o.doprg && prg_ok) {
+        unsigned skipped = 0;
+        const std::vector<PrgFile> files = tape_prg_files(scan, o.prgunite, &skipped);
+        if (write_prg_files(prg_folder, files, &error)) {
+            extras.after_totals.push_back("PRG files   : " + std::to_string(files.size()) + " written to " + prg_folder);
+            say(std::to_string(files.size()) + " PRG file" + (files.size() == 1 ? "" : "s") + " written to " +
+                prg_folder);
+        } else {
+            extras.after_totals.push_back("PRG files   : not all written: " + error);
+            complain(error);
+            prg_ok = false;
+        }
+        if (skipped > 0)
+            extras.after_totals.push_back("Note: " + std::to_string(skipped) +
+                                          " data block(s) without a program header; no PRG file for them");
+    }
+
+    const ScanTotals totals = scan_totals(scan);
+    say(tape_path + ": checksum test " + checksum_result_text(totals) + "; read test " + read_result_text(totals));
+    if (report_ok) {
+        report_ok = write_text_file(report_path, format_tape_report(head, scan, tape_path, extras), &error);
+        if (report_ok)
+            say("report written to " + report_path);
+        else
+            complain("cannot write the report " + report_path + ": " + error);
+    }
+    return report_ok && prg_ok ? 0 : 1;
+}
+
+int run_record(const ConsoleOptions &o)
+{
+    std::vector<std::string> notes;
+    const std::vector<const TapeScanner *> scanners = selected_scanners(o, &notes);
+    const TapeInput in = read_tape_input(o.path);
+    if (!in.ok) {
+        complain(o.path + ": " + in.error);
+        return 1;
+    }
+    const TapeScan scan = scan_input(in, o, scanners);
+    if (!scan.ok) {
+        complain(o.path + ": " + scan.error);
+        return 1;
+    }
+    const bool au = o.operation == Operation::RecordAu;
+    const std::string out = audio_output_path(o.path, au ? ".au" : ".wav");
+    if (same_file(out, o.path)) {
+        complain(o.path + ": the output " + out + " would replace the source");
+        return 1;
+    }
+    const std::vector<uint8_t> audio = render_audio(scan, au ? AudioFormat::Au : AudioFormat::Wav, o.sine);
+    if (audio.empty()) {
+        complain(o.path + ": no recording could be made from it");
+        return 1;
+    }
+    std::string error;
+    if (!write_binary_file(out, audio, &error)) {
+        complain("cannot write " + out + ": " + error);
+        return 1;
+    }
+    for (const std::string &note : switch_notes(o))
+        say(note);
+    say("wrote " + out);
+    return 0;
+}
