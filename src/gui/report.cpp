@@ -176,10 +176,13 @@ void report_read_report_file_interactive(int batch)
 {
     GtkWidget *list = W("treeview_file_list");
     GtkWidget *split = W("treeview_file_split");
+    GtkWidget *editor = W("treeview_tape_editor");
     g_object_ref(file_list_model);
     gtk_tree_view_set_model(GTK_TREE_VIEW(list), nullptr);
     if (split)
         gtk_tree_view_set_model(GTK_TREE_VIEW(split), nullptr);
+    if (editor)
+        gtk_tree_view_set_model(GTK_TREE_VIEW(editor), nullptr);
     gtk_list_store_clear(file_list_model);
     g_hash_table_remove_all(hashtable);
 
@@ -209,6 +212,8 @@ void report_read_report_file_interactive(int batch)
     gtk_tree_view_set_model(GTK_TREE_VIEW(list), GTK_TREE_MODEL(file_list_model));
     if (split)
         gtk_tree_view_set_model(GTK_TREE_VIEW(split), GTK_TREE_MODEL(file_list_model));
+    if (editor)
+        gtk_tree_view_set_model(GTK_TREE_VIEW(editor), GTK_TREE_MODEL(file_list_model));
     g_object_unref(file_list_model);
 }
 

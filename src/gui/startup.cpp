@@ -3,6 +3,7 @@
 #include "gui/analysis.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
+#include "gui/editor.h"
 #include "gui/icons.h"
 #include "gui/interface.h"
 #include "gui/options.h"
@@ -82,6 +83,7 @@ void quillmarfe_startup(int *argc, char ***argv)
     scanners_module_init();
     prgfiles_module_init();
     report_module_init();
+    tape_editor_module_init();
     tape_analysis_module_init();
 
     common_show_release_notes();
