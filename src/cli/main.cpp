@@ -20,6 +20,12 @@ const Subcommand subcommands[] = {
     {"header", "header FILE", "Prints the three header values the open dialog previews.", run_header},
     {"summary", "summary REPORT OUT.html",
      "Writes the HTML summary of a report file, as the report page's \"Save summary\" does.", run_summary},
+    {"split", "split --report REPORT (--auto | --cut N[,N...]) TAPE",
+     "Splits a TAP file as the Tape Split page does, at the automatic marks or before the given report entries; prints the System Log and dialog texts.", run_split},
+    {"repair", "repair --report REPORT TAPE",
+     "Writes repaired_TAPE beside the tape as the CBM File Repair page does, every region included; prints the analysis and the dialog text.", run_repair},
+    {"pulses", "pulses TAPE", "Prints the tape analysis's screen lines: \"ENTRIES LINES\", then the first raw entry of every line (the last value is the entry count).", run_pulses},
+    {"edit", "edit --report REPORT [--exclude N[,N...]] [--exclude-unrecognized] TAPE", "Saves the tape without the excluded report entries (by index) as \"edited_NAME\" beside it, as the tape editor's \"Save Tape\" does, and prints the dialog's text.", run_edit},
     {"mktap", "mktap [--v0|--v1] [--ntsc] [--vic20] [--pause SECONDS] [--name NAME] PRG... OUT.tap", "Writes programs to a TAP file as the KERNAL's SAVE records them (C64 PAL, version 1 and 2 s between programs unless told otherwise; --name names the next PRG, else its file name in capitals).", run_mktap},
 };
 

@@ -15,3 +15,7 @@ int run_mktap(int argc, char **argv);
 int run_hex(int argc, char **argv);
 int run_basic(int argc, char **argv);
 int run_dasm(int argc, char **argv);
+int run_split(int argc, char **argv);
+int run_repair(int argc, char **argv);
+int run_pulses(int argc, char **argv);
+int run_edit(int argc, char **argv);

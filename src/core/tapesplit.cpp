@@ -1,0 +1,250 @@
+// The tape split tool: automatic cut marks, their IDX listing, and the
+// writer of the pieces.
+#include "core/tapesplit.h"
+
+#include "core/tapimage.h"
+
+#include <glib.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+const char *const TAPE_SPLIT_ANALYZE_TITLE = "Analyze tape";
+const char *const TAPE_SPLIT_ANALYZE_ONLY_TAP = "You can only analyze and split TAP files.";
+const char *const TAPE_SPLIT_ANALYSIS_TITLE = "Analysis completed";
+const char *const TAPE_SPLIT_ANALYSIS_DONE =
+    "The automatic analysis has completed\nand split points have been marked, if\nappropriate.\n"
+    "You might now want to review them\nbefore proceeding with a split.\n"
+    "Note that the details of the split\nin IDX format are shown within the\nSystem Log tab.";
+const char *const TAPE_SPLIT_TITLE = "Split tape";
+const char *const TAPE_SPLIT_ONLY_TAP = "You can only split TAP files.";
+const char *const TAPE_SPLIT_NO_POINT = "No split point set.";
+const char *const TAPE_SPLIT_CANNOT_READ = "Could not read from TAP.";
+const char *const TAPE_SPLIT_DONE =
+    "The split process has completed.\nNote that the details of the split\nare shown within the System Log\ntab.";
+
+namespace {
+
+// Offset of the first piece: just after the TAP header.
+constexpr int32_t SPLIT_FIRST_OFFSET = 20;
+
+// Offsets above this are logged with one tab instead of two.
+constexpr int SPLIT_SHORT_OFFSET_MAX = 0xFFFFF;
+
+// Number of header bytes copied from the source into each piece; the data
+// size follows.
+constexpr std::size_t SPLIT_HEADER_COPY = 16;
+
+bool starts_with(const std::string &text, const char *prefix)
+{
+    return text.compare(0, std::strlen(prefix), prefix) == 0;
+}
+
+// The text without white space at both ends (as g_strstrip trims).
+std::string trimmed(const std::string &text)
+{
+    std::size_t begin = 0, end = text.size();
+    while (begin < end && g_ascii_isspace(text[begin]))
+        ++begin;
+    while (end > begin && g_ascii_isspace(text[end - 1]))
+        --end;
+    return text.substr(begin, end - begin);
+}
+
+std::string format(const char *fmt, ...) G_GNUC_PRINTF(1, 2);
+std::string format(const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    gchar *text = g_strdup_vprintf(fmt, args);
+    va_end(args);
+    std::string result(text);
+    g_free(text);
+    return result;
+}
+
+struct SplitState {
+    int counter = 0;                 // number of the next piece
+    std::optional<std::string> name; // sanitized name of the piece being collected
+    int32_t start = SPLIT_FIRST_OFFSET;
+    int32_t end = 0;
+    uint8_t header[TAP_HEADER_SIZE] = {};
+    FILE *source = nullptr;
+    std::string folder;
+};
+
+// Writes the piece [start, end) of the source; see tape_split_write.
+void write_piece(SplitState &state, SplitResult &result)
+{
+    const int32_t length = state.end - state.start;
+    if (length <= 0)
+        return;  // nothing to read: like a failed allocation
+    auto *buffer = static_cast<uint8_t *>(g_try_malloc(static_cast<gsize>(length)));
+    if (buffer == nullptr)
+        return;
+    if (std::fseek(state.source, state.start, SEEK_SET) != 0 ||
+        std::fread(buffer, 1, static_cast<std::size_t>(length), state.source) !=
+            static_cast<std::size_t>(length)) {
+        g_free(buffer);
+        return;
+    }
+
+    const std::string file_name =
+        tape_split_piece_name(state.counter, state.name ? &*state.name : nullptr);
+    state.counter++;
+    gchar *path = g_build_filename(state.folder.c_str(), file_name.c_str(), nullptr);
+    FILE *out = std::fopen(path, "wb");
+    if (out != nullptr) {
+        const uint32_t size = static_cast<uint32_t>(length);
+        const uint8_t size_le[4] = {static_cast<uint8_t>(size & 0xFFu), static_cast<uint8_t>((size >> 8) & 0xFFu),
+                                    static_cast<uint8_t>((size >> 16) & 0xFFu),
+                                    static_cast<uint8_t>((size >> 24) & 0xFFu)};
+        std::fwrite(state.header, 1, SPLIT_HEADER_COPY, out);
+        std::fwrite(size_le, 1, sizeof size_le, out);
+        std::fwrite(buffer, 1, static_cast<std::size_t>(length), out);
+        std::fclose(out);
+        result.written.emplace_back(path);
+        result.log += format("Filename: %s - Start: %d - End: %d - Block len: %d\n",
+                             state.name ? state.name->c_str() : "(none)", state.start, state.end - 1, length);
+    }
+    g_free(path);
+    g_free(buffer);
+}
+
+} // namespace
+
+bool tape_split_is_tap_name(const std::string &tape_path)
+{
+    return g_str_has_suffix(tape_path.c_str(), ".TAP") || g_str_has_suffix(tape_path.c_str(), ".tap");
+}
+
+std::vector<bool> tape_split_auto_marks(const std::vector<ReportEntry> &rows)
+{
+    std::vector<bool> marks(rows.size(), false);
+    int flag = 1;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const ReportEntry &row = rows[i];
+        if (starts_with(row.type, "PAUSE")) {
+            // a pause neither starts nor ends a file
+        } else if (row.type == "C64 ROM-TAPE HEADER") {
+            if (flag == 0) {
+                marks[i] = true;
+                flag = 1;
+            }
+        } else if (row.type == "TURBOTAPE-250 HEADER") {
+            if (flag == 0)
+                marks[i] = true;
+        } else if (starts_with(row.type, "UNRECOGNI")) {
+            if (row.pulses > 19)
+                flag = 0;
+        } else {
+            flag = 0;
+        }
+    }
+    return marks;
+}
+
+void tape_split_set_marks(std::vector<ReportEntry> &rows, const std::vector<bool> &marks)
+{
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        rows[i].split_mark = i < marks.size() && marks[i];
+}
+
+void tape_split_clear_marks(std::vector<ReportEntry> &rows)
+{
+    for (ReportEntry &row : rows)
+        row.split_mark = false;
+}
+
+std::string tape_split_idx_log(const std::vector<ReportEntry> &rows)
+{
+    std::string log = "Split offsets as IDX entries:\n";
+    for (const ReportEntry &row : rows) {
+        if (row.split_mark)
+            break;
+        const std::string name = trimmed(row.name);
+        if (!name.empty()) {
+            log += format("0x%X\t\t%s\n", static_cast<unsigned>(SPLIT_FIRST_OFFSET), name.c_str());
+            break;
+        }
+    }
+    for (const ReportEntry &row : rows) {
+        if (!row.split_mark)
+            continue;
+        log += format(row.start > SPLIT_SHORT_OFFSET_MAX ? "0x%X\t%s\n" : "0x%X\t\t%s\n",
+                      static_cast<unsigned>(row.start), row.name.c_str());
+    }
+    return log;
+}
+
+std::string tape_split_analyze(std::vector<ReportEntry> &rows)
+{
+    tape_split_set_marks(rows, tape_split_auto_marks(rows));
+    return tape_split_idx_log(rows);
+}
+
+std::string tape_split_sanitize_name(const std::string &name)
+{
+    std::string result = name;
+    for (char &c : result) {
+        if (std::strchr("\"*/:<>?\\|", c) != nullptr && c != '\0')
+            c = '_';
+    }
+    return result;
+}
+
+std::string tape_split_piece_name(int counter, const std::string *name)
+{
+    std::string file_name = format("splitted-%04d", counter);
+    if (name != nullptr)
+        file_name += "-(" + *name + ")";
+    return file_name + ".tap";
+}
+
+SplitResult tape_split_write(const std::string &tape_path, const std::vector<ReportEntry> &rows,
+                             int32_t total_size)
+{
+    SplitResult result;
+    bool any_mark = false;
+    for (const ReportEntry &row : rows)
+        any_mark = any_mark || row.split_mark;
+    if (!any_mark) {
+        result.message = TAPE_SPLIT_NO_POINT;
+        return result;
+    }
+
+    SplitState state;
+    if (!common_read_tap_file_header(tape_path.c_str(), state.header) ||
+        (state.source = std::fopen(tape_path.c_str(), "rb")) == nullptr) {
+        result.message = TAPE_SPLIT_CANNOT_READ;
+        return result;
+    }
+    gchar *folder = g_path_get_dirname(tape_path.c_str());
+    state.folder = folder;
+    g_free(folder);
+
+    result.ok = true;
+    result.log = "Results of the split:\n";
+    for (const ReportEntry &row : rows) {
+        const std::string name = trimmed(row.name);
+        if (row.split_mark && row.index != 1) {
+            state.end = row.start;
+            write_piece(state, result);
+            if (!name.empty())
+                state.name = tape_split_sanitize_name(name);
+            else
+                state.name.reset();
+            state.start = state.end;
+        } else if (state.counter == 0 && !state.name && !name.empty()) {
+            state.name = tape_split_sanitize_name(name);
+        }
+    }
+    state.end = total_size + SPLIT_FIRST_OFFSET;
+    write_piece(state, result);
+
+    result.message = TAPE_SPLIT_DONE;
+    std::fclose(state.source);
+    return result;
+}
