@@ -133,7 +133,8 @@ const TapeEntry *previous_copy(const std::vector<TapeEntry> &entries, std::size_
 bool is_header(const TapeEntry &e) { return e.block_type >= 0; }
 
 // The leader starting at `index`: pulses within 20 % of their running mean
-// (a lone stray pulse followed by 4 such pulses included).
+// (a lone stray pulse followed by 4 such pulses included, but never a
+// silence or other long pulse: a pause between two files must stay a pause).
 struct Leader {
     std::size_t end = 0;  // first pulse after it
     uint64_t count = 0;   // pulses measured
@@ -153,9 +154,9 @@ Leader measure_leader(const uint8_t *small, std::size_t n, std::size_t index)
             sum += small[k];
             ++count;
             ++k;
-        } else if (k + 4 < n && in_leader(small[k + 1]) && in_leader(small[k + 2]) &&
+        } else if (small[k] != 0 && k + 4 < n && in_leader(small[k + 1]) && in_leader(small[k + 2]) &&
                    in_leader(small[k + 3]) && in_leader(small[k + 4])) {
-            ++k;  // a stray pulse inside the leader
+            ++k;  // a stray pulse inside the leader; silence always ends it
         } else {
             break;
         }

@@ -669,3 +669,28 @@ TEST(CbmScan, PetsciiNames)
     EXPECT_EQ(petscii_name_to_ascii(mixed, sizeof mixed), "azaz -??" "?!");
     EXPECT_EQ(petscii_name_to_ascii(mixed, 0), "");
 }
+
+TEST(CbmScan, SilenceBeforeALeaderIsNeverTakenAsAStrayLeaderPulse)
+{
+    // Program A, two short pulses left over after its trailer, one pause,
+    // then program B: the pause must stay a PAUSE entry of its own.
+    const Bytes a = encode_tap({prg(0x0801, 100, "A", 3)}, EncodeOptions{});
+    const Bytes b = encode_tap({prg(0x0801, 100, "B", 4)}, EncodeOptions{});
+    Bytes tape = a;
+    tape.push_back(0x30);
+    tape.push_back(0x30);
+    const size_t pause_offset = tape.size();
+    for (uint8_t byte : {0x00, 0x98, 0x01, 0x05})
+        tape.push_back(byte);
+    tape.insert(tape.end(), b.begin() + 20, b.end());
+    tap_fix_data_size(tape);
+    const TapeScan s = scan(tape);
+    ASSERT_TRUE(s.ok);
+    const TapeEntry *holder = nullptr;
+    for (const TapeEntry &e : s.entries)
+        if (e.start <= pause_offset && pause_offset <= e.end)
+            holder = &e;
+    ASSERT_NE(holder, nullptr);
+    EXPECT_EQ(holder->kind, EntryKind::Pause);
+    EXPECT_EQ(files_of(s).size(), 8u) << "both programs, header and data, FIRST and REPEAT";
+}
