@@ -10,6 +10,7 @@
 #include "gui/prgfiles.h"
 #include "gui/report.h"
 #include "gui/scanners.h"
+#include "gui/split.h"
 #include "gui/support.h"
 
 #include <glib/gi18n-lib.h>
@@ -84,6 +85,7 @@ void quillmarfe_startup(int *argc, char ***argv)
     prgfiles_module_init();
     report_module_init();
     tape_editor_module_init();
+    split_module_init();
     tape_analysis_module_init();
 
     common_show_release_notes();
