@@ -6,6 +6,4 @@ void report_popups_init();
 GtkWidget *create_popupmenu_report_file();
 GtkWidget *create_popupmenu_drawing_area_tape_contents();
 
-gboolean on_treeview_file_list_button_press_event(GtkWidget *view, GdkEventButton *event, gpointer data);
-gboolean on_treeview_file_list_popup_menu(GtkWidget *view, gpointer data);
 gboolean on_drawingarea_tape_contents_button_press_event(GtkWidget *area, GdkEventButton *event, gpointer data);

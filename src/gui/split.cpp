@@ -1,9 +1,9 @@
 #include "gui/split.h"
 
 #include "core/tapesplit.h"
-#include "gui/analysis.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
+#include "gui/filelist.h"
 #include "gui/report.h"
 #include "gui/support.h"
 
@@ -71,51 +71,12 @@ void on_clear_all_clicked(GtkButton *, gpointer)
     store_marks(rows);
 }
 
-void on_show_in_analysis_activate(GtkMenuItem *, gpointer)
-{
-    GtkTreeModel *model = nullptr;
-    GtkTreeIter iter;
-    if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(split_view()), &model, &iter))
-        return;
-    gint start = 0;
-    gtk_tree_model_get(model, &iter, REPORT_START, &start, -1);
-    tape_analysis_move_to_tape_offset(guint64(start));
-}
-
-gboolean on_button_press(GtkWidget *view, GdkEventButton *event, gpointer)
-{
-    if (event->type != GDK_BUTTON_PRESS || event->button != 3)
-        return FALSE;
-    on_view_file_popup_menu(view, event, SPLIT_POPUP_KIND);
-    return TRUE;
-}
-
-gboolean on_popup_menu(GtkWidget *view, gpointer)
-{
-    on_view_file_popup_menu(view, nullptr, SPLIT_POPUP_KIND);
-    return TRUE;
-}
-
-void text_column(GtkTreeView *view, const char *title, int column, float xalign)
-{
-    GtkCellRenderer *renderer = gtk_cell_renderer_text_new();
-    g_object_set(renderer, "xalign", xalign, nullptr);
-    g_object_set_data(G_OBJECT(renderer), "column_index", GINT_TO_POINTER(column));
-    gtk_tree_view_append_column(view, gtk_tree_view_column_new_with_attributes(title, renderer, "text", column, nullptr));
-}
-
 } // namespace
 
 GtkWidget *create_popupmenu_file_split()
 {
-    GtkWidget *menu = gtk_menu_new();
-    gtk_widget_set_name(menu, "popupmenu_file_split");
-    GtkWidget *item = gtk_image_menu_item_new_with_label(_("Show in graphical tape analysis tool"));
-    gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item), gtk_image_new_from_stock(GTK_STOCK_FIND, GTK_ICON_SIZE_MENU));
-    gtk_widget_set_name(item, "popupmenu_split_show_in_graphical_tape_analysis_tool");
-    gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
-    g_signal_connect(item, "activate", G_CALLBACK(on_show_in_analysis_activate), nullptr);
-    return menu;
+    return file_list_analysis_menu("popupmenu_file_split", "popupmenu_split_show_in_graphical_tape_analysis_tool",
+                                   "treeview_file_split");
 }
 
 void split_module_init()
@@ -124,20 +85,19 @@ void split_module_init()
     if (!model)
         return;
     GtkTreeView *view = split_view();
-    text_column(view, _(" Index "), REPORT_INDEX, 0.0);
-    text_column(view, _(" Offset "), REPORT_START, 1.0);
-    text_column(view, _(" Type descriptor "), REPORT_TYPE, 0.0);
+    file_list_text_column(view, _(" Index "), REPORT_INDEX, 0.0);
+    file_list_text_column(view, _(" Offset "), REPORT_START, 1.0);
+    file_list_text_column(view, _(" Type descriptor "), REPORT_TYPE, 0.0);
     GtkCellRenderer *toggle = gtk_cell_renderer_toggle_new();
     g_object_set_data(G_OBJECT(toggle), "column_index", GINT_TO_POINTER(REPORT_SPLIT_MARK));
     g_signal_connect(toggle, "toggled", G_CALLBACK(on_cut_before_toggled), nullptr);
     gtk_tree_view_append_column(view, gtk_tree_view_column_new_with_attributes(_(" Cut before "), toggle, "active",
                                                                                REPORT_SPLIT_MARK, nullptr));
-    text_column(view, _(" File name "), REPORT_NAME, 0.0);
+    file_list_text_column(view, _(" File name "), REPORT_NAME, 0.0);
     gtk_tree_view_set_model(view, GTK_TREE_MODEL(model));
 
     common_register_file_popup_builder(SPLIT_POPUP_KIND, create_popupmenu_file_split);
-    g_signal_connect(view, "button_press_event", G_CALLBACK(on_button_press), nullptr);
-    g_signal_connect(view, "popup_menu", G_CALLBACK(on_popup_menu), nullptr);
+    file_list_connect_popup(GTK_WIDGET(view), SPLIT_POPUP_KIND);
     g_signal_connect(lookup_widget(mainwindow, "button_tape_split_analyze"), "clicked", G_CALLBACK(on_analyze_clicked),
                      nullptr);
     g_signal_connect(lookup_widget(mainwindow, "button_tape_split_clear_all"), "clicked",

@@ -128,3 +128,29 @@ TEST_F(Editor, WithoutAReportTheButtonsDoNothing)
     pump_for(50);
     EXPECT_TRUE(windows_titled("Tape Editor").empty());
 }
+
+TEST_F(Editor, PopupItemOffersToShowTheSelectedRowInTheAnalysis)
+{
+    GtkTreeView *view = GTK_TREE_VIEW(W("treeview_tape_editor"));
+    GtkTreePath *path = gtk_tree_path_new_from_indices(1, -1);
+    gtk_tree_view_set_cursor(view, path, nullptr, FALSE);
+    gtk_tree_path_free(path);
+    gboolean handled = FALSE;
+    g_signal_emit_by_name(view, "popup_menu", &handled);
+    EXPECT_TRUE(handled);
+    GtkWidget *item = nullptr;
+    GList *toplevels = gtk_window_list_toplevels();
+    for (GList *t = toplevels; t; t = t->next)
+        if (GtkWidget *found = find_named(GTK_WIDGET(t->data), "popupmenu_editor_show_in_graphical_tape_analysis_tool"))
+            if (GTK_WIDGET_VISIBLE(found))
+                item = found;
+    g_list_free(toplevels);
+    ASSERT_NE(item, nullptr);
+    std::string question;
+    answer_dialog("Confirmation request", [&](GtkWidget *dialog) {
+        question = all_label_texts(dialog);
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NO);
+    });
+    gtk_menu_item_activate(GTK_MENU_ITEM(item));
+    EXPECT_NE(question.find("Tape not parsed yet."), std::string::npos);
+}
