@@ -7,6 +7,7 @@
 #include "gui/interface.h"
 #include "gui/options.h"
 #include "gui/prgfiles.h"
+#include "gui/repair.h"
 #include "gui/report.h"
 #include "gui/scanners.h"
 #include "gui/support.h"
@@ -161,6 +162,7 @@ void start_job(Job job)
 
     common_disable_toolbar_and_menu_status_all();
     prgfiles_clear_list();
+    cbm_file_repair_module_clear();
 
     common_append_log_textview(console_command->str);
     common_append_log_textview("\n");

@@ -25,15 +25,16 @@ gboolean on_popup_menu(GtkWidget *view, gpointer kind)
     return TRUE;
 }
 
-void on_show_in_analysis_activate(GtkMenuItem *, gpointer view_name)
+void on_show_in_analysis_activate(GtkMenuItem *item, gpointer view_name)
 {
     GtkTreeView *view = GTK_TREE_VIEW(lookup_widget(mainwindow, static_cast<const char *>(view_name)));
+    const int offset_column = GPOINTER_TO_INT(g_object_get_data(G_OBJECT(item), "offset_column"));
     GtkTreeModel *model = nullptr;
     GtkTreeIter iter;
     if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(view), &model, &iter))
         return;
     gint start = 0;
-    gtk_tree_model_get(model, &iter, REPORT_START, &start, -1);
+    gtk_tree_model_get(model, &iter, offset_column, &start, -1);
     tape_analysis_move_to_tape_offset(guint64(start));
 }
 
@@ -53,7 +54,8 @@ void file_list_connect_popup(GtkWidget *view, guint kind)
     g_signal_connect(view, "popup_menu", G_CALLBACK(on_popup_menu), GUINT_TO_POINTER(kind));
 }
 
-GtkWidget *file_list_analysis_menu(const char *menu_name, const char *item_name, const char *view_name)
+GtkWidget *file_list_analysis_menu(const char *menu_name, const char *item_name, const char *view_name,
+                                   int offset_column)
 {
     GtkWidget *menu = gtk_menu_new();
     gtk_widget_set_name(menu, menu_name);
@@ -61,6 +63,7 @@ GtkWidget *file_list_analysis_menu(const char *menu_name, const char *item_name,
     gtk_image_menu_item_set_image(GTK_IMAGE_MENU_ITEM(item), gtk_image_new_from_stock(GTK_STOCK_FIND, GTK_ICON_SIZE_MENU));
     gtk_widget_set_name(item, item_name);
     gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
+    g_object_set_data(G_OBJECT(item), "offset_column", GINT_TO_POINTER(offset_column));
     // The view names are string literals: they outlive the menu.
     g_signal_connect(item, "activate", G_CALLBACK(on_show_in_analysis_activate), const_cast<char *>(view_name));
     return menu;

@@ -187,6 +187,28 @@ void write_file(const std::string &path, const std::string &contents)
     out << contents;
 }
 
+std::string take_friendly_dialog(const std::string &title)
+{
+    std::vector<GtkWidget *> dialogs = windows_titled(title);
+    if (dialogs.empty())
+        return "<no dialog>";
+    GtkWidget *label = find_named(dialogs.back(), "label_friendly_dialog");
+    const std::string text = label ? gtk_label_get_text(GTK_LABEL(label)) : "<no label>";
+    gtk_dialog_response(GTK_DIALOG(dialogs.back()), GTK_RESPONSE_NONE);
+    pump_for(20);
+    return text;
+}
+
+std::string sha256_of(const std::string &path)
+{
+    const std::string bytes = read_file(path);
+    gchar *sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar *>(bytes.data()),
+                                             bytes.size());
+    std::string result = sum;
+    g_free(sum);
+    return result;
+}
+
 std::vector<GtkWidget *> windows_titled(const std::string &title)
 {
     std::vector<GtkWidget *> found;

@@ -39,9 +39,15 @@ std::string statusbar_text();
 std::string text_view_text(const char *name);
 std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &contents);
+// SHA-256 of a file's bytes, to show that a tool left its source alone.
+std::string sha256_of(const std::string &path);
 
 // Visible top-level windows with exactly this title.
 std::vector<GtkWidget *> windows_titled(const std::string &title);
+
+// The text of the newest friendly dialog with this title, which is then
+// closed; "<no dialog>" when there is none.
+std::string take_friendly_dialog(const std::string &title);
 
 // When a window with `title` appears (also inside a nested dialog run),
 // calls `act` with it once; act usually ends with gtk_dialog_response.

@@ -52,14 +52,7 @@ protected:
     std::string dialog_text_after(const std::function<void()> &act)
     {
         act();
-        std::vector<GtkWidget *> dialogs = windows_titled("Tape Editor");
-        if (dialogs.empty())
-            return "<no dialog>";
-        GtkWidget *label = find_named(dialogs.back(), "label_friendly_dialog");
-        const std::string text = label ? gtk_label_get_text(GTK_LABEL(label)) : "<no label>";
-        gtk_dialog_response(GTK_DIALOG(dialogs.back()), GTK_RESPONSE_NONE);
-        pump_for(20);
-        return text;
+        return take_friendly_dialog("Tape Editor");
     }
     std::string bytes(int from, int to) // data bytes of offsets from..to inclusive
     {

@@ -9,6 +9,9 @@
 
 #include <glib/gstdio.h>
 
+#include <algorithm>
+#include <functional>
+
 namespace {
 
 class EndToEnd : public GuiTest {
@@ -28,10 +31,15 @@ protected:
         g_chmod((console + "/quillmar").c_str(), 0755);
         replace_owned_string(utf8_path_consolelocation, console.c_str());
     }
+    // Copies a sample tape into the tape folder, then drops and tests it.
     void attach_and_test(const std::string &sample)
     {
         const std::string tape = tapes + "/" + sample;
         write_file(tape, read_file(std::string(QM_BUILD_DIR "/samples/") + sample));
+        drop_and_test(tape);
+    }
+    void drop_and_test(const std::string &tape)
+    {
         gchar *uri = g_filename_to_uri(tape.c_str(), nullptr, nullptr);
         std::string list = std::string(uri) + "\r\n";
         g_free(uri);
@@ -44,6 +52,50 @@ protected:
         ASSERT_TRUE(main_window_accept_drop(&data)); // a drop starts the Test
         ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
     }
+    // Runs a console job started by `start` to its end.
+    void run_job(const std::function<void()> &start)
+    {
+        start();
+        ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
+    }
+    void click(const char *name) { gtk_button_clicked(GTK_BUTTON(W(name))); }
+    // Every C64 ROM copy of the last report passed its checkbyte test with no read error.
+    void expect_every_copy_passes()
+    {
+        int copies = 0;
+        for (const ReportEntry &e : report_model_entries()) {
+            EXPECT_FALSE(e.read_errors.has_value()) << e.index;
+            if (e.type.rfind("C64 ROM-TAPE", 0) != 0)
+                continue;
+            ++copies;
+            EXPECT_EQ(e.checkbyte, std::optional<std::string>("OK")) << e.index;
+        }
+        EXPECT_GT(copies, 0);
+        EXPECT_EQ(stock("image_checkbyte_test"), "gtk-yes");
+        EXPECT_EQ(stock("image_read_test"), "gtk-yes");
+    }
+    int entries_of_type(const char *type)
+    {
+        int count = 0;
+        for (const ReportEntry &e : report_model_entries())
+            count += e.type == type;
+        return count;
+    }
+    // The bytes of the PRG files the console program wrote, by name.
+    std::vector<std::string> written_prgs()
+    {
+        std::vector<std::string> out;
+        for (const std::string &name : prg_names())
+            out.push_back(read_file(console + "/prg/" + name));
+        std::sort(out.begin(), out.end());
+        return out;
+    }
+    static std::vector<std::string> sorted(std::vector<std::string> v)
+    {
+        std::sort(v.begin(), v.end());
+        return v;
+    }
+    static std::string sample_prg(const char *name) { return read_file(std::string(QM_BUILD_DIR "/samples/prg/") + name); }
     int rows() { return gtk_tree_model_iter_n_children(GTK_TREE_MODEL(report_file_list_model()), nullptr); }
     std::string stock(const char *image)
     {
@@ -108,4 +160,94 @@ TEST_F(EndToEnd, NoiseBetweenFilesIsUnrecognizedAndBothProgramsAreFound)
             ++unrecognized;
     EXPECT_GE(unrecognized, 1);
     EXPECT_EQ(prg_names().size(), 2u);
+}
+
+TEST_F(EndToEnd, CleanWritesTheCleanedTapeBesideTheSourceAndReportsOnIt)
+{
+    attach_and_test("two-programs.tap");
+    const std::string source = tapes + "/two-programs.tap";
+    const std::string before = sha256_of(source);
+    run_job([] { gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_clean"))))); });
+    const std::string cleaned = tapes + "/clean.two-programs.tap";
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), cleaned);
+    EXPECT_TRUE(g_file_test(cleaned.c_str(), G_FILE_TEST_IS_REGULAR));
+    EXPECT_NE(text_view_text("textview_report").find("TAP Name    : " + cleaned), std::string::npos);
+    expect_every_copy_passes();
+    EXPECT_EQ(written_prgs(), sorted({sample_prg("hello-basic.prg"), sample_prg("mcode-demo.prg")}));
+    EXPECT_EQ(sha256_of(source), before);
+}
+
+TEST_F(EndToEnd, ConvertToVersionZeroKeepsEveryFile)
+{
+    attach_and_test("two-programs.tap");
+    gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_convert_to_tap_v_0")));
+    run_job([] { on_menutoolbutton_convert_clicked(nullptr, nullptr); });
+    const std::string converted = tapes + "/converted.two-programs.tap";
+    EXPECT_EQ(std::string(utf8_path_lasttestedTAP), converted);
+    const std::string bytes = read_file(converted);
+    ASSERT_GT(bytes.size(), 20u);
+    EXPECT_EQ(bytes[12], '\0');
+    EXPECT_NE(text_view_text("textview_report").find("TAP Name    : " + converted), std::string::npos);
+    expect_every_copy_passes();
+    EXPECT_EQ(prg_names().size(), 2u);
+}
+
+TEST_F(EndToEnd, RepairOfADamagedFirstCopyTestsClean)
+{
+    attach_and_test("damaged-first-copy.tap");
+    const std::string source = tapes + "/damaged-first-copy.tap";
+    const std::string before = sha256_of(source);
+    click("button_cbm_file_repair_analyze");
+    EXPECT_NE(text_view_text("textview_cbm_file_repair").find("Faulty CBM region count: 1 - Can be fixed: 1\n"),
+              std::string::npos);
+    click("button_cbm_file_repair_fix_all");
+    EXPECT_EQ(take_friendly_dialog("CBM File Repair"), "Operation finished. Check file:\nrepaired_damaged-first-copy.tap");
+    EXPECT_EQ(sha256_of(source), before);
+
+    drop_and_test(tapes + "/repaired_damaged-first-copy.tap");
+    expect_every_copy_passes();
+    EXPECT_EQ(written_prgs(), std::vector<std::string>{sample_prg("sys-boot.prg")});
+}
+
+TEST_F(EndToEnd, ExcludingTheNoiseLeavesATapeOfTheSamePrograms)
+{
+    attach_and_test("noise-between-files.tap");
+    const std::string source = tapes + "/noise-between-files.tap";
+    const std::string before = sha256_of(source);
+    click("button_tape_editor_exclude_unrecognized");
+    click("button_tape_editor_save_tape_as");
+    EXPECT_EQ(take_friendly_dialog("Tape Editor"), "Operation finished. Check file:\nedited_noise-between-files.tap");
+    EXPECT_EQ(sha256_of(source), before);
+
+    drop_and_test(tapes + "/edited_noise-between-files.tap");
+    EXPECT_EQ(entries_of_type("UNRECOGNIZED"), 0);
+    expect_every_copy_passes();
+    EXPECT_EQ(written_prgs(), sorted({sample_prg("hello-basic.prg"), sample_prg("sys-boot.prg")}));
+}
+
+TEST_F(EndToEnd, SplitGivesOneCleanTapePerProgram)
+{
+    attach_and_test("noise-between-files.tap");
+    const std::string source = tapes + "/noise-between-files.tap";
+    const std::string before = sha256_of(source);
+    click("button_tape_split_analyze");
+    EXPECT_EQ(take_friendly_dialog("Analysis completed").rfind("The automatic analysis has completed", 0), 0u);
+    click("button_tape_split_split");
+    EXPECT_EQ(take_friendly_dialog("Split tape").rfind("The split process has completed.", 0), 0u);
+    EXPECT_EQ(sha256_of(source), before);
+
+    std::vector<std::string> pieces;
+    GDir *dir = g_dir_open(tapes.c_str(), 0, nullptr);
+    while (const gchar *name = g_dir_read_name(dir))
+        if (g_str_has_prefix(name, "splitted-"))
+            pieces.push_back(tapes + "/" + name);
+    g_dir_close(dir);
+    std::sort(pieces.begin(), pieces.end());
+    ASSERT_EQ(pieces.size(), 2u);
+    const std::string expected[] = {sample_prg("hello-basic.prg"), sample_prg("sys-boot.prg")};
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        drop_and_test(pieces[i]);
+        expect_every_copy_passes();
+        EXPECT_EQ(written_prgs(), std::vector<std::string>{expected[i]}) << pieces[i];
+    }
 }

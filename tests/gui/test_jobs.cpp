@@ -10,6 +10,8 @@
 
 #include <glib/gstdio.h>
 
+#include <functional>
+
 namespace {
 
 class Jobs : public GuiTest {
@@ -228,4 +230,38 @@ TEST_F(Jobs, DropWhenIdleStartsATestOfTheDroppedFile)
     EXPECT_TRUE(main_window_accept_drop(&data));
     ASSERT_TRUE(wait_for_job_end());
     EXPECT_EQ(console.arguments(), (std::vector<std::string>{"-doprg", "-prgunite", "-t", tape}));
+}
+
+TEST_F(Jobs, EveryJobStartsWithAnEmptyRepairPage)
+{
+    const char *labels[] = {"label_cbm_file_repair_faulty_current",     "label_cbm_file_repair_faulty_total",
+                            "label_cbm_file_repair_faulty_size_current", "label_cbm_file_repair_healthy_index",
+                            "label_cbm_file_repair_healthy_pulses",     "label_cbm_file_repair_healthy_data_pulses",
+                            "label_cbm_file_repair_healthy_id",         "label_cbm_file_repair_healthy_type"};
+    for (const auto &start : std::vector<std::function<void()>>{
+             [] { on_core_test_activate(); }, [] { on_toolbutton_clean_clicked(nullptr, nullptr); },
+             [] { on_menutoolbutton_convert_clicked(nullptr, nullptr); },
+             [] { on_menutoolbutton_recordaudio_clicked(nullptr, nullptr); },
+             [this] {
+                 answer_dialog("Select a folder for batch scan", [&](GtkWidget *dialog) {
+                     gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), tapes.c_str());
+                     g_object_ref(dialog);
+                     g_timeout_add(400, [](gpointer d) -> gboolean {
+                         gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
+                         g_object_unref(d);
+                         return FALSE;
+                     }, dialog);
+                 });
+                 on_toolbutton_batch_clicked(nullptr, nullptr);
+             }}) {
+        for (const char *name : labels)
+            gtk_label_set_text(GTK_LABEL(W(name)), "7");
+        gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(W("textview_cbm_file_repair"))), "old", -1);
+        start();
+        for (const char *name : labels)
+            EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(W(name))), "-") << name;
+        EXPECT_EQ(text_view_text("textview_cbm_file_repair"), "");
+        EXPECT_EQ(gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_cbm_file_repair_faulty_files"))), nullptr);
+        ASSERT_TRUE(wait_for_job_end());
+    }
 }

@@ -45,17 +45,7 @@ protected:
             out.push_back(e.split_mark);
         return out;
     }
-    std::string dialog(const char *title)
-    {
-        std::vector<GtkWidget *> dialogs = windows_titled(title);
-        if (dialogs.empty())
-            return "<no dialog>";
-        GtkWidget *label = find_named(dialogs.back(), "label_friendly_dialog");
-        const std::string text = label ? gtk_label_get_text(GTK_LABEL(label)) : "<no label>";
-        gtk_dialog_response(GTK_DIALOG(dialogs.back()), GTK_RESPONSE_NONE);
-        pump_for(20);
-        return text;
-    }
+    std::string dialog(const char *title) { return take_friendly_dialog(title); }
 };
 
 } // namespace

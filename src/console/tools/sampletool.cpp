@@ -10,9 +10,11 @@
 //       its first data block: one bit of payload byte 5 is turned over (its
 //       two pulses swapped, so the checkbyte fails) and one short pulse of
 //       byte 9 is made far too short (one read error)
+//   qmsampletool damage-repeat IN OUT   the same on the REPEAT copy of the
+//       first data block
 //   qmsampletool noise IN OUT     copies the tape with 2000 pulses of noise
-//       inserted right after the first program (after the trailer of its
-//       data's REPEAT copy)
+//       inserted after every program but the last (after the trailer of
+//       each program's data REPEAT copy), so three programs get two runs
 //
 // The programs are written out byte by byte below; the tapes themselves are
 // made from them by "quillmarfe-cli mktap" (see CMakeLists.txt).
@@ -230,13 +232,14 @@ const TapeEntry *first_data(const TapeScan &scan, CopyId copy)
     return nullptr;
 }
 
-int damage(const std::string &in, const std::string &out)
+// Damages the given copy of the first data block (see the top of this file).
+int damage(const std::string &in, const std::string &out, CopyId copy)
 {
     Bytes tape;
     if (!read_file(in, tape))
         return 1;
     const TapeScan scan = scan_tape(tape.data(), tape.size());
-    const TapeEntry *data = first_data(scan, CopyId::First);
+    const TapeEntry *data = first_data(scan, copy);
     if (data == nullptr || data->payload.size() < 10 || scan.pulses.width != 1) {
         std::fprintf(stderr, "qmsampletool: %s: no TAP data block of at least 10 bytes\n", in.c_str());
         return 1;
@@ -260,18 +263,28 @@ int noise(const std::string &in, const std::string &out)
     if (!read_file(in, tape))
         return 1;
     const TapeScan scan = scan_tape(tape.data(), tape.size());
-    const TapeEntry *repeat = first_data(scan, CopyId::Repeat);
-    if (repeat == nullptr) {
-        std::fprintf(stderr, "qmsampletool: %s: no REPEAT data copy\n", in.c_str());
+    std::vector<uint64_t> ends;  // last byte of every data REPEAT copy, in tape order
+    for (const TapeEntry &e : scan.entries)
+        if (e.kind == EntryKind::File && e.type == CBM_TYPE_DATA && e.copy == CopyId::Repeat)
+            ends.push_back(e.end);
+    if (ends.size() < 2) {
+        std::fprintf(stderr, "qmsampletool: %s: fewer than two programs with a REPEAT data copy\n", in.c_str());
         return 1;
     }
-    Bytes pulses;
+    ends.pop_back();  // nothing after the last program
+    // One generator for all runs, drawn in tape order, so the first run is
+    // the same whatever follows it.
+    std::vector<Bytes> runs(ends.size());
     uint32_t x = 20240607;
-    for (int i = 0; i < 2000; ++i) {
-        x = x * 1103515245u + 12345u;
-        pulses.push_back(uint8_t(0x20 + (x >> 16) % 0xC0));  // 0x20..0xDF: never silence
+    for (Bytes &run : runs) {
+        for (int i = 0; i < 2000; ++i) {
+            x = x * 1103515245u + 12345u;
+            run.push_back(uint8_t(0x20 + (x >> 16) % 0xC0));  // 0x20..0xDF: never silence
+        }
     }
-    tape.insert(tape.begin() + std::ptrdiff_t(repeat->end + 1), pulses.begin(), pulses.end());
+    // From the back, so the offsets of the earlier places stay valid.
+    for (std::size_t i = ends.size(); i-- > 0;)
+        tape.insert(tape.begin() + std::ptrdiff_t(ends[i] + 1), runs[i].begin(), runs[i].end());
     tap_fix_data_size(tape);
     return write_file(out, tape) ? 0 : 1;
 }
@@ -283,9 +296,12 @@ int main(int argc, char **argv)
     if (argc == 3 && std::strcmp(argv[1], "prgs") == 0)
         return write_prgs(argv[2]);
     if (argc == 4 && std::strcmp(argv[1], "damage") == 0)
-        return damage(argv[2], argv[3]);
+        return damage(argv[2], argv[3], CopyId::First);
+    if (argc == 4 && std::strcmp(argv[1], "damage-repeat") == 0)
+        return damage(argv[2], argv[3], CopyId::Repeat);
     if (argc == 4 && std::strcmp(argv[1], "noise") == 0)
         return noise(argv[2], argv[3]);
-    std::fprintf(stderr, "usage: qmsampletool prgs FOLDER | damage IN.tap OUT.tap | noise IN.tap OUT.tap\n");
+    std::fprintf(stderr, "usage: qmsampletool prgs FOLDER | damage IN.tap OUT.tap | damage-repeat IN.tap OUT.tap"
+                         " | noise IN.tap OUT.tap\n");
     return 2;
 }
