@@ -1,0 +1,101 @@
+// The tape analysis on a 50 MB tape: parsing it into screen data (entries,
+// line starts and the per-byte line index), and working out the dots of one
+// screen of 1024 lines (what a full redraw hands to the drawing calls).
+#include "core/cbmencode.h"
+#include "core/pulsemap.h"
+#include "core/tapimage.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr std::size_t TARGET_SIZE = 50u * 1024 * 1024;
+
+// Programs as SAVE writes them, repeated until the tape holds about 50 MB of
+// pulses, every pulse jittered by up to 3 units.
+const Bytes &big_tape()
+{
+    static const Bytes tape = [] {
+        std::vector<PrgInput> prgs;
+        uint32_t x = 7;
+        for (int i = 0; i < 4; ++i) {
+            PrgInput p;
+            p.name = "BENCH " + std::to_string(i);
+            p.bytes = {0x01, 0x08};
+            for (int k = 0; k < 40000; ++k) {
+                x = x * 1103515245u + 12345u;
+                p.bytes.push_back(uint8_t(x >> 16));
+            }
+            prgs.push_back(std::move(p));
+        }
+        const Bytes one = encode_tap(prgs, EncodeOptions());
+        Bytes out(one.begin(), one.begin() + TAP_HEADER_SIZE);
+        out.reserve(TARGET_SIZE + one.size());
+        while (out.size() < TARGET_SIZE)
+            out.insert(out.end(), one.begin() + TAP_HEADER_SIZE, one.end());
+        for (std::size_t i = TAP_HEADER_SIZE; i < out.size(); ++i) {
+            if (out[i] < 8)  // keep zero bytes (long pulses) and their length bytes as they are
+                continue;
+            x = x * 1664525u + 1013904223u;
+            out[i] = uint8_t(int(out[i]) + int((x >> 16) % 7) - 3);
+        }
+        tap_fix_data_size(out);
+        return out;
+    }();
+    return tape;
+}
+
+void BM_ParseFiftyMegabytes(benchmark::State &state)
+{
+    const Bytes &tape = big_tape();
+    for (auto _ : state) {
+        PulseMap map;
+        std::string error;
+        if (!pulse_map_build(tape.data(), tape.size(), map, error))
+            state.SkipWithError(error.c_str());
+        benchmark::DoNotOptimize(map.num_lines);
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(tape.size()));
+    state.counters["MB"] = double(tape.size()) / (1024.0 * 1024.0);
+}
+BENCHMARK(BM_ParseFiftyMegabytes)->Unit(benchmark::kMillisecond);
+
+void BM_OneScreenOfDots(benchmark::State &state)
+{
+    const Bytes &tape = big_tape();
+    PulseMap map;
+    std::string error;
+    if (!pulse_map_build(tape.data(), tape.size(), map, error)) {
+        state.SkipWithError(error.c_str());
+        return;
+    }
+    const PulseLayout layout = state.range(0) ? PulseLayout::Horizontal : PulseLayout::Vertical;
+    const int width = 1024, height = 1024;
+    const int capacity = pulse_view_capacity(layout, width, height);
+    const int64_t first = int64_t(map.num_lines / 2);
+    for (auto _ : state) {
+        long sum = 0;
+        for (int position = 0; position < capacity; ++position) {
+            const PulseLineEntries line = pulse_map_line_entries(map, uint64_t(first + position));
+            for (uint64_t i = line.first; i < line.end; ++i) {
+                const uint16_t entry = map.screen_data[i];
+                if (!pulse_entry_is_drawn(entry))
+                    continue;
+                const PulseDot dot = pulse_view_dot(layout, position, pulse_entry_length(entry), height);
+                sum += dot.x0 + dot.y1;
+            }
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+}
+BENCHMARK(BM_OneScreenOfDots)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+BENCHMARK_MAIN();
