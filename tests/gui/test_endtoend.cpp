@@ -251,3 +251,24 @@ TEST_F(EndToEnd, SplitGivesOneCleanTapePerProgram)
         EXPECT_EQ(written_prgs(), std::vector<std::string>{expected[i]}) << pieces[i];
     }
 }
+
+// Pictures of the tool pages at work on a damaged sample, for a person to look at.
+TEST_F(EndToEnd, ToolPagesWithADamagedSample)
+{
+    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
+    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
+    attach_and_test("damaged-first-copy.tap");
+    click("button_cbm_file_repair_analyze");
+    click("button_tape_split_analyze");
+    take_friendly_dialog("Analysis completed");
+    gtk_expander_set_expanded(GTK_EXPANDER(W("expander_cbm_file_repair_region_breakdown")), TRUE);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 4);
+    GtkNotebook *tools = GTK_NOTEBOOK(W("notebook_tools"));
+    const char *const pages[] = {"vbox_tape_editor", "vbox_tape_split", "vbox_cbm_file_repair"};
+    for (const char *page : pages) {
+        gtk_notebook_set_current_page(tools, gtk_notebook_page_num(tools, W(page)));
+        pump_for(200);
+        EXPECT_FALSE(save_screenshot(mainwindow, std::string("tool_") + page).empty());
+    }
+    EXPECT_EQ(std::string(gtk_label_get_text(GTK_LABEL(W("label_cbm_file_repair_faulty_total")))), "1");
+}

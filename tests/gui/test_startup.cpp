@@ -173,3 +173,28 @@ TEST_F(Startup, BrokenPictureFileIsReportedAndNotSearchedFurther)
     EXPECT_EQ(found, nullptr);
     EXPECT_EQ(err.rfind("Failed to load pixbuf file: " + broken + "/q.png: ", 0), 0u) << err;
 }
+
+// Start-up and the first showing of every page give no toolkit warning.
+class QuietStartup : public GuiTest {
+protected:
+    bool start_in_setup() override { return false; }
+};
+
+TEST_F(QuietStartup, NoToolkitWarningWhileStartingAndShowingEveryPage)
+{
+    std::vector<std::string> messages;
+    const guint handler = g_log_set_handler(
+        "Gtk", GLogLevelFlags(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_CRITICAL),
+        [](const gchar *, GLogLevelFlags, const gchar *message, gpointer data) {
+            static_cast<std::vector<std::string> *>(data)->push_back(message);
+        },
+        &messages);
+    start_front_end();
+    GtkNotebook *notebook = GTK_NOTEBOOK(W("notebook_main"));
+    for (int i = 0; i < gtk_notebook_get_n_pages(notebook); ++i) {
+        gtk_notebook_set_current_page(notebook, i);
+        pump_for(60);
+    }
+    g_log_remove_handler("Gtk", handler);
+    EXPECT_EQ(messages, std::vector<std::string>());
+}

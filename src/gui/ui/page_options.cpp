@@ -133,8 +133,12 @@ GtkWidget *create_page_options(GtkWidget *top)
                                     gtk_scrolled_window_new(nullptr, nullptr));
     gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_AUTOMATIC,
                                    GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_add_with_viewport(GTK_SCROLLED_WINDOW(scrolled), vbox);
-    gtk_viewport_set_shadow_type(GTK_VIEWPORT(gtk_bin_get_child(GTK_BIN(scrolled))), GTK_SHADOW_NONE);
+    // The shadow is set while the viewport is still empty: set later, it would
+    // allocate the page into the viewport's first 1-pixel size.
+    GtkWidget *viewport = gtk_viewport_new(nullptr, nullptr);
+    gtk_viewport_set_shadow_type(GTK_VIEWPORT(viewport), GTK_SHADOW_NONE);
+    gtk_container_add(GTK_CONTAINER(viewport), vbox);
+    gtk_container_add(GTK_CONTAINER(scrolled), viewport);
 
     // The buttons stay in sight below the scrolled options.
     GtkWidget *page = ui::named(top, "vbox_options_page", gtk_vbox_new(FALSE, 4));
