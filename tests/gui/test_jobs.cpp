@@ -47,6 +47,19 @@ protected:
     {
         return pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000);
     }
+    // Answers the batch folder dialog with `folder` once the chooser has settled.
+    void answer_batch_dialog(const std::string &folder)
+    {
+        answer_dialog("Select a folder for batch scan", [folder](GtkWidget *dialog) {
+            gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder.c_str());
+            g_object_ref(dialog);
+            g_timeout_add(400, [](gpointer d) -> gboolean {
+                gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
+                g_object_unref(d);
+                return FALSE;
+            }, dialog);
+        });
+    }
     std::string executable() const { return "'" + console.folder + "/quillmar' "; }
     int prg_rows()
     {
@@ -138,15 +151,7 @@ TEST_F(Jobs, BatchScansTheDialogsFolderAndGreysTheTapeJobs)
     const std::string folder = tmp + "/batch here";
     g_mkdir(folder.c_str(), 0700);
     g_mkdir((folder + "/sub").c_str(), 0700);
-    answer_dialog("Select a folder for batch scan", [&](GtkWidget *dialog) {
-        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder.c_str());
-        g_object_ref(dialog);
-        g_timeout_add(400, [](gpointer d) -> gboolean {
-            gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
-            g_object_unref(d);
-            return FALSE;
-        }, dialog);
-    });
+    answer_batch_dialog(folder);
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
     gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_batch")))));
     EXPECT_EQ(statusbar_text(), " Processing...");
@@ -243,15 +248,7 @@ TEST_F(Jobs, EveryJobStartsWithAnEmptyRepairPage)
              [] { on_menutoolbutton_convert_clicked(nullptr, nullptr); },
              [] { on_menutoolbutton_recordaudio_clicked(nullptr, nullptr); },
              [this] {
-                 answer_dialog("Select a folder for batch scan", [&](GtkWidget *dialog) {
-                     gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), tapes.c_str());
-                     g_object_ref(dialog);
-                     g_timeout_add(400, [](gpointer d) -> gboolean {
-                         gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
-                         g_object_unref(d);
-                         return FALSE;
-                     }, dialog);
-                 });
+                 answer_batch_dialog(tapes);
                  on_toolbutton_batch_clicked(nullptr, nullptr);
              }}) {
         for (const char *name : labels)
