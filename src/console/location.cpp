@@ -18,16 +18,27 @@ std::string take(gchar *s)
 
 std::string executable_folder(const char *argv0)
 {
+    // The folder of the name the program was started by, links left as they
+    // are: the front end looks for the reports and the "prg" folder beside
+    // the entry it started, which may be a link to a build elsewhere.
+    const std::string cwd = take(g_get_current_dir());
+    // "." and ".." are taken out by name only, so a link stays a link.
+    const auto absolute_folder_of = [&](const std::string &program) {
+        const std::string absolute = take(g_canonicalize_filename(program.c_str(), cwd.c_str()));
+        return take(g_path_get_dirname(absolute.c_str()));
+    };
+    if (argv0 != nullptr && *argv0 != '\0') {
+        const std::string name = argv0;
+        if (name.find('/') != std::string::npos)
+            return absolute_folder_of(name);
+        const std::string found = take(g_find_program_in_path(argv0));
+        if (!found.empty())
+            return absolute_folder_of(found);
+    }
     gchar *exe = g_file_read_link("/proc/self/exe", nullptr);
     if (exe != nullptr)
         return take(g_path_get_dirname(take(exe).c_str()));
-    if (argv0 != nullptr && std::string(argv0).find('/') != std::string::npos) {
-        const std::string dir = take(g_path_get_dirname(argv0));
-        if (g_path_is_absolute(dir.c_str()))
-            return dir;
-        return take(g_build_filename(take(g_get_current_dir()).c_str(), dir.c_str(), nullptr));
-    }
-    return take(g_get_current_dir());
+    return cwd;
 }
 
 std::string join_path(const std::string &folder, const std::string &name)

@@ -9,8 +9,11 @@ constexpr const char *TAPE_REPORT_NAME = "qmreport.txt";
 constexpr const char *BATCH_REPORT_NAME = "qmbatch.txt";
 constexpr const char *PRG_FOLDER_NAME = "prg";
 
-// The folder of the running executable (from /proc/self/exe; when that can't
-// be read, the folder of argv[0], else the working folder).
+// The folder of the program entry that was started, links not resolved: for
+// an argv[0] with a '/' its folder (made absolute against the working
+// folder), for a bare name the folder where the search path finds it; failing
+// both the folder of the running executable (/proc/self/exe), else the
+// working folder.
 std::string executable_folder(const char *argv0);
 
 // folder/name.

@@ -5,6 +5,7 @@
 #include "console/location.h"
 #include "console/operations.h"
 #include "console/options.h"
+#include "console/prgout.h"
 #include "console/report.h"
 #include "core/appinfo.h"
 
@@ -17,9 +18,17 @@
 namespace {
 
 // A usage error: said on standard error and in the report the front end will
-// read (the batch report too when the line asked for a batch scan).
+// read (the batch report too when the line asked for a batch scan). With
+// -doprg on the line the old PRG files go too, so that none of them passes
+// for a result of this run.
 int usage_error(const std::string &message, const std::vector<std::string> &args, const std::string &folder)
 {
+    for (const std::string &a : args) {
+        if (a == "-doprg") {
+            remove_prg_files(join_path(folder, PRG_FOLDER_NAME));
+            break;
+        }
+    }
     std::fprintf(stderr, "quillmar: %s\n%s", message.c_str(), usage_text());
     const std::string title = std::string("quillmar ") + QUILLMARFE_VERSION + " - usage error";
     const std::string text = format_usage_report(title, message);

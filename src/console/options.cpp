@@ -1,6 +1,7 @@
 #include "console/options.h"
 
 #include "core/appinfo.h"
+#include "core/cbmscan.h"
 
 #include <algorithm>
 #include <cstring>
@@ -102,6 +103,7 @@ ParsedCommandLine parse_command_line(const std::vector<std::string> &args)
         if (handled)
             continue;
         if (a == "-tol") {
+            o.tolerance_given = true;
             if (i + 1 >= args.size() || !parse_tolerance(args[i + 1], &o.tolerance)) {
                 result.error = "-tol needs a tolerance from 0 to 15 after it" +
                                (i + 1 < args.size() ? " (got \"" + args[i + 1] + "\")" : std::string());
@@ -155,6 +157,15 @@ bool operation_writes_tape_report(Operation op)
 
 std::vector<const TapeScanner *> selected_scanners(const ConsoleOptions &o, std::vector<std::string> *notes)
 {
+    if (o.doc64) {
+        if (notes != nullptr) {
+            for (const std::string &id : o.do_ids)
+                notes->push_back("-do" + id + " had no effect: -doc64 runs the CBM ROM scanner (c64) alone");
+            for (const std::string &id : o.no_ids)
+                notes->push_back("-no" + id + " had no effect: -doc64 runs the CBM ROM scanner (c64) alone");
+        }
+        return {&cbm_rom_scanner};
+    }
     // Every scanner is built in or unknown; with one built-in scanner a
     // "-doID" of another id narrows the choice to CBM ROM alone.
     for (const std::string &id : o.do_ids) {
@@ -196,7 +207,10 @@ std::vector<std::string> switch_notes(const ConsoleOptions &o)
         notes.push_back("-prgunite had no effect: PRG files were not written");
     if (o.noaddpause && !clean)
         notes.push_back("-noaddpause had no effect: it applies to cleaning (-o)");
-    if (o.boostclean && !clean)
+    if (o.boostclean && clean)
+        notes.push_back("-boostclean had no effect: this cleaner rewrites every pulse of a recognised file "
+                        "whatever the tolerance");
+    else if (o.boostclean)
         notes.push_back("-boostclean had no effect: it applies to cleaning (-o)");
     if (o.sine && !record)
         notes.push_back("-sine had no effect: it applies to recording (-au, -wav)");
@@ -204,6 +218,23 @@ std::vector<std::string> switch_notes(const ConsoleOptions &o)
         notes.push_back("-incsubdirs had no effect: it applies to batch scans (-b)");
     if (o.sortbycrc && !batch)
         notes.push_back("-sortbycrc had no effect: it applies to batch scans (-b)");
+    // The pulse lengths are printed per file of a tape report only.
+    if (o.debug && (batch || record))
+        notes.push_back("-debug had no effect: the pulse lengths go into the tape report of -t, -o, -ct0 and -ct1");
+    // A recording plays every pulse as it is, whatever the scan made of it.
+    if (record) {
+        const char *why = " had no effect: a recording plays the pulses as they are, whatever the scan reads";
+        if (o.tolerance_given)
+            notes.push_back(std::string("-tol") + why);
+        if (o.noc64eof)
+            notes.push_back(std::string("-noc64eof") + why);
+        if (o.doc64)
+            notes.push_back(std::string("-doc64") + why);
+        for (const std::string &id : o.do_ids)
+            notes.push_back("-do" + id + why);
+        for (const std::string &id : o.no_ids)
+            notes.push_back("-no" + id + why);
+    }
     return notes;
 }
 
@@ -237,7 +268,7 @@ const char *usage_text()
            "  -prgunite       join programs whose addresses continue into one PRG file\n"
            "  -noc64eof       accept CBM blocks without their end-of-data marker\n"
            "  -noaddpause     no 5-second silence at the end of a cleaned tape\n"
-           "  -boostclean     wider tolerance when cleaning\n"
+           "  -boostclean     accepted; cleaning rewrites every recognised pulse anyway\n"
            "  -sine           record sine waves instead of square waves\n"
            "  -incsubdirs     batch: include subfolders\n"
            "  -sortbycrc      batch: sort the tapes by their CBM CRC\n"

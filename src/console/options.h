@@ -17,6 +17,7 @@ struct ConsoleOptions {
     std::string path;
 
     int tolerance = SCAN_TOLERANCE_DEFAULT;
+    bool tolerance_given = false;  // "-tol N" was on the line
     bool doprg = false;
     bool prgunite = false;
     bool noc64eof = false;
@@ -56,16 +57,20 @@ ParsedCommandLine parse_command_line(const std::vector<std::string> &args);
 // Whether the operation writes a tape report (qmreport.txt).
 bool operation_writes_tape_report(Operation op);
 
-// The scanners to run, in order: the CBM ROM scanner ("c64") unless "-noc64"
-// is given. "-doc64" and "-doID" ask for CBM ROM plus at most the named
-// scanner; an id that is not built in adds nothing. A note for every switch
-// that names an unknown scanner is appended to `notes`.
+// The scanners to run, in order. "-doc64" runs the CBM ROM scanner ("c64")
+// alone, whatever "-doID", "-noID" and "-noc64" say (each of them gets a note
+// that it had no effect). Otherwise the CBM ROM scanner runs unless "-noc64"
+// is given; "-doID" asks for CBM ROM plus at most the named scanner, and an
+// id that is not built in adds nothing. A note for every switch that names an
+// unknown scanner is appended to `notes`.
 std::vector<const TapeScanner *> selected_scanners(const ConsoleOptions &o, std::vector<std::string> *notes);
 
 // Scan options from the switches: tolerance and the end-of-data marker rule.
 ScanOptions scan_options(const ConsoleOptions &o);
 
-// Notes on switches given that have no effect on this operation, one line each.
+// Notes on switches given that have no effect on this operation, one line
+// each: written at the head of the tape and batch reports, and printed on
+// standard output by Record (which writes no report).
 std::vector<std::string> switch_notes(const ConsoleOptions &o);
 
 // One line describing the scan settings, e.g.

@@ -80,9 +80,15 @@ bool clear_prg_folder(const std::string &folder, std::string *error)
             *error = "cannot make the folder " + folder + ": " + std::strerror(errno);
         return false;
     }
+    remove_prg_files(folder);
+    return true;
+}
+
+void remove_prg_files(const std::string &folder)
+{
     GDir *dir = g_dir_open(folder.c_str(), 0, nullptr);
     if (dir == nullptr)
-        return true;
+        return;
     std::vector<std::string> old;
     while (const gchar *name = g_dir_read_name(dir)) {
         const std::size_t n = std::strlen(name);
@@ -95,7 +101,6 @@ bool clear_prg_folder(const std::string &folder, std::string *error)
     g_dir_close(dir);
     for (const std::string &path : old)
         g_remove(path.c_str());
-    return true;
 }
 
 bool write_prg_files(const std::string &folder, const std::vector<PrgFile> &files, std::string *error)

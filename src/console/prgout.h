@@ -10,6 +10,11 @@
 // preferred. When no copy passed, the FIRST copy is written and " (bad)"
 // goes before ".prg".
 //
+// Only data announced by a program header (type 1 or 3) is a program. Data
+// after a header of type 4 (a sequential file: its blocks hold records, not
+// code) or type 5, and data with no header before it, get no PRG file; the
+// report counts them in a note.
+//
 // Uniting (-prgunite): a program whose load address equals the end of the
 // previous PRG being built (its load address plus the bytes it holds, modulo
 // $10000) is appended to it, as long as the result stays within 64 KB. The
@@ -40,6 +45,11 @@ std::string prg_name_part(const std::string &name);
 // Creates the folder when needed and removes every "*.prg" file in it.
 // False with a reason when the folder can't be made.
 bool clear_prg_folder(const std::string &folder, std::string *error);
+
+// Removes every "*.prg" file in the folder when it exists (and makes none):
+// a run that fails before its scan leaves no PRG files of an earlier run
+// for the front end to take as its own.
+void remove_prg_files(const std::string &folder);
 
 // Writes the files into the folder. False with a reason at the first failure.
 bool write_prg_files(const std::string &folder, const std::vector<PrgFile> &files, std::string *error);

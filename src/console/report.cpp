@@ -76,11 +76,9 @@ void write_entry(std::string &out, const TapeScan &scan, const TapeEntry &e, boo
     if (named != nullptr)
         line(out, "File Name: %s", named->name.c_str());
     if (e.has_checkbyte) {
-        // Actual: the checkbyte the payload as read gives (the XOR of its
-        // bytes); Expected: the checkbyte recorded on the tape. The scan
-        // entry names them the other way round.
-        line(out, "Checkbyte Actual/Expected: $%02X/$%02X, %s", unsigned(e.checkbyte_expected),
-             unsigned(e.checkbyte_actual), e.checkbyte_pass ? "PASS" : "FAIL");
+        // Actual: the XOR of the payload as read; Expected: the checkbyte on the tape.
+        line(out, "Checkbyte Actual/Expected: $%02X/$%02X, %s", unsigned(e.checkbyte_computed),
+             unsigned(e.checkbyte_on_tape), e.checkbyte_pass ? "PASS" : "FAIL");
     }
     line(out, "Read Errors: %u", e.read_errors);
     if (e.has_crc)

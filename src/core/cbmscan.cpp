@@ -351,9 +351,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 
     const uint8_t checkbyte = bytes.back();
     bytes.pop_back();
-    uint8_t expected = 0;
+    uint8_t computed = 0;
     for (uint8_t b : bytes)
-        expected ^= b;
+        computed ^= b;
 
     entry.kind = EntryKind::File;
     entry.first_pulse = index;
@@ -362,9 +362,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.inner_start_pulse = sync + COUNTDOWN_PULSES;
     entry.inner_end_pulse = entry.inner_start_pulse + bytes.size() * CBM_PULSES_PER_BYTE;
     entry.has_checkbyte = true;
-    entry.checkbyte_actual = checkbyte;
-    entry.checkbyte_expected = expected;
-    entry.checkbyte_pass = checkbyte == expected;
+    entry.checkbyte_on_tape = checkbyte;
+    entry.checkbyte_computed = computed;
+    entry.checkbyte_pass = checkbyte == computed;
     entry.has_crc = true;
     entry.crc32 = crc32_of(bytes);
     entry.copy = repeat ? CopyId::Repeat : CopyId::First;

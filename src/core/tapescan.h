@@ -123,12 +123,12 @@ struct TapeEntry {
     std::string name;
     std::vector<uint8_t> raw_name;
 
-    // "Checkbyte Actual/Expected: $%02X/$%02X, %s" with "PASS" or "FAIL".
-    // actual: the checkbyte found on the tape; expected: the checkbyte the
-    // payload as read calls for.
+    // "Checkbyte Actual/Expected: $%02X/$%02X, %s" with "PASS" or "FAIL":
+    // Actual is checkbyte_computed, the XOR of the payload as read; Expected
+    // is checkbyte_on_tape, the checkbyte byte recorded after the payload.
     bool has_checkbyte = false;
-    uint8_t checkbyte_actual = 0;
-    uint8_t checkbyte_expected = 0;
+    uint8_t checkbyte_on_tape = 0;
+    uint8_t checkbyte_computed = 0;
     bool checkbyte_pass = false;
 
     // "Read Errors: %u": pulses farther than the tolerance from every class.

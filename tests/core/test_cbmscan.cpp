@@ -137,7 +137,7 @@ void expect_programs(const TapeScan &s, const std::vector<PrgInput> &prgs, uint8
             EXPECT_EQ(e.copy, c % 2 ? CopyId::Repeat : CopyId::First);
             EXPECT_TRUE(e.has_checkbyte);
             EXPECT_TRUE(e.checkbyte_pass);
-            EXPECT_EQ(e.checkbyte_actual, e.checkbyte_expected);
+            EXPECT_EQ(e.checkbyte_on_tape, e.checkbyte_computed);
             EXPECT_EQ(e.read_errors, 0u);
             EXPECT_EQ(e.parity_errors, 0u);
             EXPECT_TRUE(e.has_addresses);
@@ -357,7 +357,8 @@ TEST(CbmScan, EmptyData)
     EXPECT_EQ(f[2]->size, 0u);
     EXPECT_EQ(f[2]->end_address, 0x0801);
     EXPECT_EQ(f[2]->crc32, 0u);
-    EXPECT_EQ(f[2]->checkbyte_actual, 0);
+    EXPECT_EQ(f[2]->checkbyte_on_tape, 0);
+    EXPECT_EQ(f[2]->checkbyte_computed, 0);
 }
 
 TEST(CbmScan, ProgramOf192BytesLookingLikeAHeaderIsData)
@@ -459,7 +460,15 @@ TEST(CbmScan, DamagedFirstDataCopy)
     expect_layout(s, l);
     const TapeEntry &bad = s.entries[9], &good = s.entries[10];
     EXPECT_FALSE(bad.checkbyte_pass);
-    EXPECT_NE(bad.checkbyte_actual, bad.checkbyte_expected);
+    EXPECT_NE(bad.checkbyte_on_tape, bad.checkbyte_computed);
+    // On tape: the XOR of the program as saved; computed: the XOR of what was read.
+    uint8_t saved_xor = 0;
+    for (uint8_t b : data_of(prgs[1]))
+        saved_xor ^= b;
+    EXPECT_EQ(bad.checkbyte_on_tape, saved_xor);
+    EXPECT_EQ(bad.checkbyte_computed, uint8_t(saved_xor ^ 1));
+    EXPECT_EQ(good.checkbyte_on_tape, saved_xor);
+    EXPECT_EQ(good.checkbyte_computed, saved_xor);
     EXPECT_EQ(bad.parity_errors, 1u);
     EXPECT_EQ(bad.read_errors, 0u);
     Bytes flipped = data_of(prgs[1]);
@@ -580,7 +589,7 @@ TEST(CbmScan, TapeCutInTheMiddleOfABlock)
     EXPECT_EQ(d.inner_start, l.entries[3].inner_start);
     const Bytes data = data_of(prgs[0]);
     EXPECT_EQ(d.payload, Bytes(data.begin(), data.begin() + 199));
-    EXPECT_EQ(d.checkbyte_actual, data[199]);
+    EXPECT_EQ(d.checkbyte_on_tape, data[199]);
     EXPECT_EQ(d.inner_end, l.entries[3].inner_start + 199 * 20);
     EXPECT_EQ(d.end, d.inner_end + 19);
     EXPECT_EQ(d.load_address, 0x0801);

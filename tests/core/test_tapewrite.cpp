@@ -160,7 +160,8 @@ void expect_same_files(const TapeScan &a, const TapeScan &b)
         EXPECT_EQ(fa[i]->copy, fb[i]->copy);
         EXPECT_EQ(fa[i]->payload, fb[i]->payload);
         EXPECT_EQ(fa[i]->crc32, fb[i]->crc32);
-        EXPECT_EQ(fa[i]->checkbyte_actual, fb[i]->checkbyte_actual);
+        EXPECT_EQ(fa[i]->checkbyte_on_tape, fb[i]->checkbyte_on_tape);
+        EXPECT_EQ(fa[i]->checkbyte_computed, fb[i]->checkbyte_computed);
         EXPECT_EQ(fa[i]->checkbyte_pass, fb[i]->checkbyte_pass);
         EXPECT_EQ(fa[i]->load_address, fb[i]->load_address);
         EXPECT_EQ(fa[i]->end_address, fb[i]->end_address);

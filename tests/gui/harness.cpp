@@ -330,7 +330,7 @@ void choose_file_and_accept(GtkWidget *dialog, const std::string &path)
         gchar *current = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(pending->dialog));
         const bool arrived = current && g_strcmp0(current, pending->folder) == 0;
         g_free(current);
-        if (!arrived && ++pending->ticks < 100)
+        if (!arrived && ++pending->ticks < 300)
             return TRUE;
         pending->ticks = 0;
         // One more moment for the chooser to finish loading the folder.
