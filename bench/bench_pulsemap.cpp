@@ -1,6 +1,7 @@
 // The tape analysis on a 50 MB tape: parsing it into screen data (entries,
 // line starts and the per-byte line index), and working out the dots of one
 // screen of 1024 lines (what a full redraw hands to the drawing calls).
+#include "bench_programs.h"
 #include "core/cbmencode.h"
 #include "core/pulsemap.h"
 #include "core/tapimage.h"
@@ -22,18 +23,8 @@ constexpr std::size_t TARGET_SIZE = 50u * 1024 * 1024;
 const Bytes &big_tape()
 {
     static const Bytes tape = [] {
-        std::vector<PrgInput> prgs;
+        const std::vector<PrgInput> prgs = bench_programs(4, 40000, 7);
         uint32_t x = 7;
-        for (int i = 0; i < 4; ++i) {
-            PrgInput p;
-            p.name = "BENCH " + std::to_string(i);
-            p.bytes = {0x01, 0x08};
-            for (int k = 0; k < 40000; ++k) {
-                x = x * 1103515245u + 12345u;
-                p.bytes.push_back(uint8_t(x >> 16));
-            }
-            prgs.push_back(std::move(p));
-        }
         const Bytes one = encode_tap(prgs, EncodeOptions());
         Bytes out(one.begin(), one.begin() + TAP_HEADER_SIZE);
         out.reserve(TARGET_SIZE + one.size());

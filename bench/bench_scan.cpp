@@ -1,6 +1,7 @@
 // Scanning speed on a generated tape of about 10 MB: six 40 KB programs as
 // SAVE writes them, clean and with every pulse jittered by up to 3 units,
 // as TAP version 1 and as a ZORV dump of the same pulses.
+#include "bench_programs.h"
 #include "core/cbmencode.h"
 #include "core/tapescan.h"
 #include "core/tapimage.h"
@@ -16,18 +17,8 @@ using Bytes = std::vector<uint8_t>;
 
 Bytes make_tape(bool jitter)
 {
-    std::vector<PrgInput> prgs;
+    const std::vector<PrgInput> prgs = bench_programs(6, 40000, 1);
     uint32_t x = 1;
-    for (int i = 0; i < 6; ++i) {
-        PrgInput p;
-        p.name = "BENCH " + std::to_string(i);
-        p.bytes = {0x01, 0x08};
-        for (int k = 0; k < 40000; ++k) {
-            x = x * 1103515245u + 12345u;
-            p.bytes.push_back(uint8_t(x >> 16));
-        }
-        prgs.push_back(std::move(p));
-    }
     Bytes tap = encode_tap(prgs, EncodeOptions());
     if (jitter) {
         for_each_tape_pulse(tap.data(), tap.size(), [&](const TapePulse &p) {

@@ -2,6 +2,7 @@
 // parsed into the view, then each iteration jumps far enough for the whole
 // picture to be redrawn into the off-screen pixmap and copied to the window.
 // Needs a display (run it under xvfb-run).
+#include "../bench_programs.h"
 #include "core/cbmencode.h"
 #include "core/tapimage.h"
 #include "gui/analysis.h"
@@ -20,14 +21,7 @@ namespace {
 
 std::string write_big_tape()
 {
-    std::vector<PrgInput> prgs(1);
-    prgs[0].name = "BENCH";
-    prgs[0].bytes = {0x01, 0x08};
-    uint32_t x = 3;
-    for (int k = 0; k < 60000; ++k) {
-        x = x * 1103515245u + 12345u;
-        prgs[0].bytes.push_back(uint8_t(x >> 16));
-    }
+    const std::vector<PrgInput> prgs = bench_programs(1, 60000, 3);
     const std::vector<uint8_t> one = encode_tap(prgs, EncodeOptions());
     std::vector<uint8_t> tape(one.begin(), one.begin() + TAP_HEADER_SIZE);
     while (tape.size() < 50u * 1024 * 1024)

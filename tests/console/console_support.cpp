@@ -7,26 +7,57 @@
 #include <algorithm>
 #include <cstdio>
 
-ProgramRun run_program(const std::string &program, const std::vector<std::string> &args)
+ProgramRun spawn_program(const std::vector<std::string> &argv_in, const std::string &cwd, const std::string &path_env)
 {
-    std::vector<gchar *> argv = {const_cast<gchar *>(program.c_str())};
-    for (const std::string &a : args)
+    std::vector<gchar *> argv;
+    for (const std::string &a : argv_in)
         argv.push_back(const_cast<gchar *>(a.c_str()));
     argv.push_back(nullptr);
+    gchar **envp = g_get_environ();
+    GSpawnFlags flags = G_SPAWN_DEFAULT;
+    if (!path_env.empty()) {
+        envp = g_environ_setenv(envp, "PATH", path_env.c_str(), TRUE);
+        flags = G_SPAWN_SEARCH_PATH_FROM_ENVP;
+    }
     ProgramRun run;
     gchar *out = nullptr, *err = nullptr;
     gint wait = 0;
     GError *error = nullptr;
-    const bool spawned = g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &out, &err,
-                                      &wait, &error);
+    const bool spawned = g_spawn_sync(cwd.empty() ? nullptr : cwd.c_str(), argv.data(), envp, flags, nullptr, nullptr,
+                                      &out, &err, &wait, &error);
     EXPECT_TRUE(spawned) << (error != nullptr ? error->message : "");
     g_clear_error(&error);
+    g_strfreev(envp);
     run.out = out != nullptr ? out : "";
     run.err = err != nullptr ? err : "";
     g_free(out);
     g_free(err);
     run.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
     return run;
+}
+
+ProgramRun run_program(const std::string &program, const std::vector<std::string> &args)
+{
+    std::vector<std::string> argv = {program};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return spawn_program(argv, "", "");
+}
+
+Bytes zorv_dump_of(const Bytes &tap)
+{
+    Bytes dump = {'Z', 'O', 'R', 'V', '-', 'T', 'A', 'P', '-', 'R', 'A', 'W', 1, 0, 0, 0, 0, 0, 0, 0};
+    for (std::size_t i = 20; i < tap.size(); ++i) {
+        if (tap[i] == 0) {  // v1 long pulse: a few ZORV samples of silence
+            for (int k = 0; k < 4; ++k)
+                dump.insert(dump.end(), {0xFE, 0xFF});
+            i += 3;
+            continue;
+        }
+        const unsigned ticks = unsigned(tap[i] * 8 * 2000000.0 / 985248 + 0.5);
+        dump.push_back(uint8_t(ticks & 0xFF));
+        dump.push_back(uint8_t(ticks >> 8));
+    }
+    return dump;
 }
 
 Bytes make_prg(uint16_t load, std::size_t size, uint32_t seed)

@@ -22,6 +22,13 @@ struct ProgramRun {
 
 // Runs a program with the given arguments (no shell).
 ProgramRun run_program(const std::string &program, const std::vector<std::string> &args);
+// Runs argv (argv[0] as given) in `cwd` (the current folder when empty), with
+// PATH set to `path_env` and the program looked up in it when that is not empty.
+ProgramRun spawn_program(const std::vector<std::string> &argv, const std::string &cwd, const std::string &path_env);
+
+// A C64 PAL ZORV dump of a TAP v1 file's pulses: one sample of 2 MHz ticks
+// per pulse, a few silence samples for each long pulse.
+Bytes zorv_dump_of(const Bytes &tap);
 
 // A PRG: load address, then `size` bytes from a seeded generator.
 Bytes make_prg(uint16_t load, std::size_t size, uint32_t seed);

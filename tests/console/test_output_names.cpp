@@ -31,25 +31,6 @@ Bytes with_tail(const Bytes &tape, const Bytes &tail)
     return t;
 }
 
-// A C64 PAL TAP file (version 1) as a ZORV dump: one 2 MHz sample count per
-// pulse, a long pulse as a few samples of silence.
-Bytes zorv_dump_of(const Bytes &t)
-{
-    Bytes dump = {'Z', 'O', 'R', 'V', '-', 'T', 'A', 'P', '-', 'R', 'A', 'W', 1, 0, 0, 0, 0, 0, 0, 0};
-    for (std::size_t i = 20; i < t.size(); ++i) {
-        if (t[i] == 0) {
-            for (int k = 0; k < 4; ++k)
-                dump.insert(dump.end(), {0xFE, 0xFF});
-            i += 3;
-            continue;
-        }
-        const unsigned ticks = unsigned(t[i] * 8 * 2000000.0 / 985248 + 0.5);
-        dump.push_back(uint8_t(ticks & 0xFF));
-        dump.push_back(uint8_t(ticks >> 8));
-    }
-    return dump;
-}
-
 // Five seconds at the C64 PAL clock.
 constexpr uint32_t FIVE_SECONDS = 5 * 985248;
 

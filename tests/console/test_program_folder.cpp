@@ -6,43 +6,12 @@
 
 #include <glib.h>
 #include <glib/gstdio.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 bool exists(const std::string &p) { return g_file_test(p.c_str(), G_FILE_TEST_EXISTS); }
 
-// Runs argv (argv[0] as given) in `cwd`, with PATH set to `path_env` when it
-// is not empty and the program looked up in it.
-ProgramRun spawn(const std::vector<std::string> &argv_in, const std::string &cwd, const std::string &path_env)
-{
-    std::vector<gchar *> argv;
-    for (const std::string &a : argv_in)
-        argv.push_back(const_cast<gchar *>(a.c_str()));
-    argv.push_back(nullptr);
-    gchar **envp = g_get_environ();
-    GSpawnFlags flags = G_SPAWN_DEFAULT;
-    if (!path_env.empty()) {
-        envp = g_environ_setenv(envp, "PATH", path_env.c_str(), TRUE);
-        flags = G_SPAWN_SEARCH_PATH_FROM_ENVP;
-    }
-    ProgramRun run;
-    gchar *out = nullptr, *err = nullptr;
-    gint wait = 0;
-    GError *error = nullptr;
-    const bool spawned = g_spawn_sync(cwd.empty() ? nullptr : cwd.c_str(), argv.data(), envp, flags, nullptr, nullptr,
-                                      &out, &err, &wait, &error);
-    EXPECT_TRUE(spawned) << (error != nullptr ? error->message : "");
-    g_clear_error(&error);
-    g_strfreev(envp);
-    run.out = out != nullptr ? out : "";
-    run.err = err != nullptr ? err : "";
-    g_free(out);
-    g_free(err);
-    run.status = WIFEXITED(wait) ? WEXITSTATUS(wait) : -1;
-    return run;
-}
 
 class LinkedProgram : public ConsoleTest {
 protected:
@@ -87,14 +56,14 @@ TEST_F(LinkedProgram, StartedByItsPathTheResultsGoBesideTheLink)
 
 TEST_F(LinkedProgram, StartedByARelativePathTheResultsGoBesideTheLink)
 {
-    const ProgramRun r = spawn({"./quillmar", "-doprg", "-t", tape}, links, "");
+    const ProgramRun r = spawn_program({"./quillmar", "-doprg", "-t", tape}, links, "");
     ASSERT_EQ(r.status, 0) << r.err;
     expect_results_beside_the_link();
 }
 
 TEST_F(LinkedProgram, FoundOnTheSearchPathTheResultsGoBesideTheLink)
 {
-    const ProgramRun r = spawn({"quillmar", "-doprg", "-t", tape}, dir, links);
+    const ProgramRun r = spawn_program({"quillmar", "-doprg", "-t", tape}, dir, links);
     ASSERT_EQ(r.status, 0) << r.err;
     expect_results_beside_the_link();
 }

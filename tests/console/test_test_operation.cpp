@@ -365,19 +365,7 @@ TEST_F(ConsoleTest, AZorvDumpIsScanned)
 {
     // C64 PAL: one ZORV sample of 2 MHz ticks per pulse.
     const std::string tap = mktap("t.tap", {{"Z", make_prg(0x0801, 40, 20)}});
-    const Bytes t = read_bytes(tap);
-    Bytes dump = {'Z', 'O', 'R', 'V', '-', 'T', 'A', 'P', '-', 'R', 'A', 'W', 1, 0, 0, 0, 0, 0, 0, 0};
-    for (std::size_t i = 20; i < t.size(); ++i) {
-        if (t[i] == 0) {  // v1 long pulse: a few ZORV samples of silence
-            for (int k = 0; k < 4; ++k)
-                dump.insert(dump.end(), {0xFE, 0xFF});
-            i += 3;
-            continue;
-        }
-        const unsigned ticks = unsigned(t[i] * 8 * 2000000.0 / 985248 + 0.5);
-        dump.push_back(uint8_t(ticks & 0xFF));
-        dump.push_back(uint8_t(ticks >> 8));
-    }
+    const Bytes dump = zorv_dump_of(read_bytes(tap));
     const std::string p = path("z.DMP");
     write_bytes(p, dump);
     ASSERT_EQ(run({"-doprg", "-t", p}).status, 0);
