@@ -198,3 +198,12 @@ TEST_F(QuietStartup, NoToolkitWarningWhileStartingAndShowingEveryPage)
     g_log_remove_handler("Gtk", handler);
     EXPECT_EQ(messages, std::vector<std::string>());
 }
+
+// The Options page shows its groups, not just its buttons.
+TEST_F(Startup, OptionsPageShowsEveryGroupOnScreen)
+{
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 2);
+    for (const char *name : {"frame_options_quillmar_specific", "checkbutton_doprg", "frame_options_console",
+                             "hscale_tolerance", "button_options_save_config"})
+        EXPECT_TRUE(pump_until([name] { return GTK_WIDGET_MAPPED(W(name)) != 0; }, 2000)) << name;
+}

@@ -135,7 +135,7 @@ GtkWidget *create_page_options(GtkWidget *top)
                                    GTK_POLICY_AUTOMATIC);
     // The shadow is set while the viewport is still empty: set later, it would
     // allocate the page into the viewport's first 1-pixel size.
-    GtkWidget *viewport = gtk_viewport_new(nullptr, nullptr);
+    GtkWidget *viewport = ui::named(top, "viewport_options", gtk_viewport_new(nullptr, nullptr));
     gtk_viewport_set_shadow_type(GTK_VIEWPORT(viewport), GTK_SHADOW_NONE);
     gtk_container_add(GTK_CONTAINER(viewport), vbox);
     gtk_container_add(GTK_CONTAINER(scrolled), viewport);
