@@ -1,6 +1,7 @@
 // quillmarfe-cli split and repair write the files the tool pages write and
 // print their System Log and dialog texts.
 #include "common/program_run.h"
+#include "common/temp_folder.h"
 
 #include <glib.h>
 #include <glib/gstdio.h>
@@ -55,39 +56,10 @@ std::string make_tape(std::size_t data_size)
     return tape;
 }
 
-std::string le32(uint32_t v)
-{
-    std::string s;
-    for (int i = 0; i < 4; ++i)
-        s += static_cast<char>((v >> (8 * i)) & 0xFF);
-    return s;
-}
-
 std::string piece(const std::string &tape, int start, int end)
 {
     return tape.substr(0, 16) + le32(static_cast<uint32_t>(end - start)) +
            tape.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
-}
-
-std::string read_file(const std::string &path)
-{
-    gchar *data = nullptr;
-    gsize length = 0;
-    if (!g_file_get_contents(path.c_str(), &data, &length, nullptr))
-        return "<missing>";
-    std::string result(data, length);
-    g_free(data);
-    return result;
-}
-
-std::string hash_of(const std::string &path)
-{
-    const std::string bytes = read_file(path);
-    gchar *sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar *>(bytes.data()),
-                                             bytes.size());
-    std::string result(sum);
-    g_free(sum);
-    return result;
 }
 
 const char *const ANALYSIS_DONE =
@@ -113,38 +85,10 @@ const std::vector<Entry> TWO_FILES = {
 
 class RepairSplitCli : public ::testing::Test {
 protected:
-    std::string dir;
-    void SetUp() override
-    {
-        gchar *made = g_dir_make_tmp("quillmarfe cli 'Bänder'-XXXXXX", nullptr);
-        ASSERT_NE(made, nullptr);
-        dir = made;
-        g_free(made);
-    }
-    void TearDown() override
-    {
-        GDir *d = g_dir_open(dir.c_str(), 0, nullptr);
-        while (const gchar *name = g_dir_read_name(d))
-            g_remove((dir + "/" + name).c_str());
-        g_dir_close(d);
-        g_rmdir(dir.c_str());
-    }
-    std::string write(const std::string &name, const std::string &bytes)
-    {
-        const std::string path = dir + "/" + name;
-        g_file_set_contents(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
-        return path;
-    }
-    std::vector<std::string> files() const
-    {
-        std::vector<std::string> names;
-        GDir *d = g_dir_open(dir.c_str(), 0, nullptr);
-        while (const gchar *name = g_dir_read_name(d))
-            names.emplace_back(name);
-        g_dir_close(d);
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    TempFolder temp{"quillmarfe cli 'Bänder'-XXXXXX"};
+    const std::string dir = temp.path();
+    std::string write(const std::string &name, const std::string &bytes) { return temp.write(name, bytes); }
+    std::vector<std::string> files() const { return temp.files(); }
 };
 
 } // namespace
@@ -154,7 +98,7 @@ TEST_F(RepairSplitCli, SplitAutoPrintsTheIdxLogTheDialogsAndWritesThePieces)
     const std::string tape = make_tape(600);
     const std::string path = write("two files.tap", tape);
     const std::string report = write("qmreport.txt", report_text(path, 600, TWO_FILES));
-    const std::string before = hash_of(path);
+    const std::string before = sha256_of_file(path);
     const ProgramRun run = run_program(QM_CLI, {"split", "--report", report, "--auto", path});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, std::string("Split offsets as IDX entries:\n0x14\t\tGAME\n0x15E\t\tA/B:C'Ü\n") + ANALYSIS_DONE +
@@ -164,9 +108,9 @@ TEST_F(RepairSplitCli, SplitAutoPrintsTheIdxLogTheDialogsAndWritesThePieces)
                            SPLIT_DONE);
     EXPECT_EQ(files(), std::vector<std::string>({"qmreport.txt", "splitted-0000-(GAME).tap",
                                                  "splitted-0001-(A_B_C'Ü).tap", "two files.tap"}));
-    EXPECT_EQ(read_file(dir + "/splitted-0000-(GAME).tap"), piece(tape, 20, 350));
-    EXPECT_EQ(read_file(dir + "/splitted-0001-(A_B_C'Ü).tap"), piece(tape, 350, 620));
-    EXPECT_EQ(hash_of(path), before);
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0000-(GAME).tap"), piece(tape, 20, 350));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001-(A_B_C'Ü).tap"), piece(tape, 350, 620));
+    EXPECT_EQ(sha256_of_file(path), before);
 }
 
 TEST_F(RepairSplitCli, SplitCutMarksExactlyTheGivenEntries)
@@ -183,7 +127,7 @@ TEST_F(RepairSplitCli, SplitCutMarksExactlyTheGivenEntries)
                            SPLIT_DONE);
     EXPECT_EQ(files(), std::vector<std::string>({"qmreport.txt", "splitted-0000-(GAME).tap", "splitted-0001.tap",
                                                  "splitted-0002.tap", "t.TAP"}));
-    EXPECT_EQ(read_file(dir + "/splitted-0001.tap"), piece(tape, 230, 550));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001.tap"), piece(tape, 230, 550));
 }
 
 TEST_F(RepairSplitCli, SplitWithoutMarksSaysSo)
@@ -246,7 +190,7 @@ TEST_F(RepairSplitCli, RepairPrintsTheAnalysisAndWritesTheRepairedTape)
         {"PAUSE", "", 155, 155, 419, 419, nullptr, false},
     };
     const std::string report = write("qmreport.txt", report_text(path, 400, entries));
-    const std::string before = hash_of(path);
+    const std::string before = sha256_of_file(path);
     const ProgramRun run = run_program(QM_CLI, {"repair", "--report", report, path});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "Index: 3 - C64 ROM-TAPE HEADER - File ID: REPEAT\n"
@@ -256,8 +200,8 @@ TEST_F(RepairSplitCli, RepairPrintsTheAnalysisAndWritesTheRepairedTape)
     std::string expected = tape.substr(0, 90) + tape.substr(30, 50) + "V0" + std::string(78, '\x30') + tape.substr(155);
     const std::string size = le32(static_cast<uint32_t>(expected.size() - 20));
     expected.replace(16, 4, size);
-    EXPECT_EQ(read_file(dir + "/repaired_Spiel 'Ä'.tap"), expected);
-    EXPECT_EQ(hash_of(path), before);
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_Spiel 'Ä'.tap"), expected);
+    EXPECT_EQ(sha256_of_file(path), before);
 }
 
 TEST_F(RepairSplitCli, RepairWithNothingToFix)

@@ -1,5 +1,6 @@
 // CBM file repair: pairing, regions, ticks and the repaired tape.
 #include "core/cbmrepair.h"
+#include "common/temp_folder.h"
 
 #include <glib.h>
 #include <glib/gstdio.h>
@@ -99,64 +100,12 @@ std::string sized(std::string body)
 const std::string V0 = "V0";
 const std::string SHORTS(78, '\x30');
 
-std::string read_file(const std::string &path)
-{
-    gchar *data = nullptr;
-    gsize length = 0;
-    if (!g_file_get_contents(path.c_str(), &data, &length, nullptr))
-        return "<missing>";
-    std::string result(data, length);
-    g_free(data);
-    return result;
-}
-
-std::string hash_of(const std::string &path)
-{
-    const std::string bytes = read_file(path);
-    gchar *sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar *>(bytes.data()),
-                                             bytes.size());
-    std::string result(sum);
-    g_free(sum);
-    return result;
-}
-
 class RepairFix : public ::testing::Test {
 protected:
-    std::string dir;
-    void SetUp() override
-    {
-        gchar *made = g_dir_make_tmp("quillmarfe repair 'Bänder'-XXXXXX", nullptr);
-        ASSERT_NE(made, nullptr);
-        dir = made;
-        g_free(made);
-    }
-    void TearDown() override
-    {
-        GDir *d = g_dir_open(dir.c_str(), 0, nullptr);
-        while (const gchar *name = g_dir_read_name(d)) {
-            const std::string path = dir + "/" + name;
-            if (g_remove(path.c_str()) != 0)
-                g_rmdir(path.c_str());
-        }
-        g_dir_close(d);
-        g_rmdir(dir.c_str());
-    }
-    std::string write(const std::string &name, const std::string &bytes)
-    {
-        const std::string path = dir + "/" + name;
-        g_file_set_contents(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
-        return path;
-    }
-    std::vector<std::string> files() const
-    {
-        std::vector<std::string> names;
-        GDir *d = g_dir_open(dir.c_str(), 0, nullptr);
-        while (const gchar *name = g_dir_read_name(d))
-            names.emplace_back(name);
-        g_dir_close(d);
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    TempFolder temp{"quillmarfe repair 'Bänder'-XXXXXX"};
+    const std::string dir = temp.path();
+    std::string write(const std::string &name, const std::string &bytes) { return temp.write(name, bytes); }
+    std::vector<std::string> files() const { return temp.files(); }
 };
 
 } // namespace
@@ -414,13 +363,13 @@ TEST_F(RepairFix, HealthyFirstTwinReplacesTheRepeatWithItsPulsesAndALongEnding)
 {
     const std::string tape = make_tape(400);
     const std::string path = write("game.tap", tape);
-    const std::string before = hash_of(path);
+    const std::string before = sha256_of_file(path);
     const std::vector<ReportEntry> rows = healthy_first_rows();
     const RepairAnalysis a = cbm_repair_analyze(rows);
     EXPECT_EQ(cbm_repair_fix(path, rows, a), "Operation finished. Check file:\nrepaired_game.tap");
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"),
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS + span(tape, 155, 420)));
-    EXPECT_EQ(hash_of(path), before);
+    EXPECT_EQ(sha256_of_file(path), before);
 }
 
 TEST_F(RepairFix, HealthyRepeatTwinGivesTheShortEnding)
@@ -429,7 +378,7 @@ TEST_F(RepairFix, HealthyRepeatTwinGivesTheShortEnding)
     const std::string path = write("game.tap", tape);
     const std::vector<ReportEntry> rows = faulty_first_rows();
     cbm_repair_fix(path, rows, cbm_repair_analyze(rows));
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"),
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 30) + span(tape, 131, 181) + V0 + span(tape, 121, 420)));
 }
 
@@ -441,7 +390,7 @@ TEST_F(RepairFix, UntickingTheSecondRowKeepsTheDebris)
     RepairAnalysis a = cbm_repair_analyze(rows);
     cbm_repair_toggle_tick(a.regions[0], 1);
     cbm_repair_fix(path, rows, a);
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"),
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 30) + span(tape, 131, 181) + V0 + span(tape, 70, 420)));
 }
 
@@ -455,7 +404,7 @@ TEST_F(RepairFix, ExcludedRegionsGiveACopyWithACorrectedSize)
     for (RepairRegion &r : a.regions)
         cbm_repair_set_include(r, false);
     EXPECT_EQ(cbm_repair_fix(path, rows, a), "Operation finished. Check file:\nrepaired_game.tap");
-    const std::string repaired = read_file(dir + "/repaired_game.tap");
+    const std::string repaired = read_file_or_missing(dir + "/repaired_game.tap");
     EXPECT_EQ(repaired, sized(tape));
     EXPECT_EQ(repaired.substr(16, 4), std::string("\x90\x01\x00\x00", 4));
 }
@@ -468,12 +417,12 @@ TEST_F(RepairFix, TwoRegionsAndOneLeftOut)
     rows[5].checkbyte = "FAIL";
     RepairAnalysis a = cbm_repair_analyze(rows);
     cbm_repair_fix(path, rows, a);
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"),
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS + span(tape, 155, 175) +
                     span(tape, 270, 365) + V0 + span(tape, 260, 420)));
     cbm_repair_set_include(a.regions[0], false);
     cbm_repair_fix(path, rows, a);
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"),
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 175) + span(tape, 270, 365) + V0 + span(tape, 260, 420)));
 }
 
@@ -496,11 +445,11 @@ TEST_F(RepairFix, MissingSourceIsReported)
 TEST_F(RepairFix, DestinationThatCannotBeCreatedIsReported)
 {
     const std::string path = write("game.tap", make_tape(400));
-    const std::string before = hash_of(path);
+    const std::string before = sha256_of_file(path);
     g_mkdir((dir + "/repaired_game.tap").c_str(), 0700);
     const std::vector<ReportEntry> rows = healthy_first_rows();
     EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows)), "Could not create destination TAP.");
-    EXPECT_EQ(hash_of(path), before);
+    EXPECT_EQ(sha256_of_file(path), before);
 }
 
 TEST_F(RepairFix, DestinationBesideTheSourceWithItsNameAndOverwritten)
@@ -511,7 +460,7 @@ TEST_F(RepairFix, DestinationBesideTheSourceWithItsNameAndOverwritten)
     const std::vector<ReportEntry> rows = faulty_first_rows();
     EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows)),
               "Operation finished. Check file:\nrepaired_Spiel 'Ä' 1.TAP");
-    EXPECT_EQ(read_file(dir + "/repaired_Spiel 'Ä' 1.TAP"),
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_Spiel 'Ä' 1.TAP"),
               sized(span(tape, 0, 30) + span(tape, 131, 181) + V0 + span(tape, 121, 420)));
     EXPECT_EQ(cbm_repair_destination_name("/a/b c/x.tap"), "repaired_x.tap");
 }
@@ -525,7 +474,7 @@ TEST_F(RepairFix, SpansThatCannotBeReadAreLeftOutSilently)
     rows[0].inner_end = 500;
     const RepairAnalysis a = cbm_repair_analyze(rows);
     EXPECT_EQ(cbm_repair_fix(path, rows, a), "Operation finished. Check file:\nrepaired_game.tap");
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"), sized(span(tape, 0, 90) + V0 + SHORTS + span(tape, 155, 420)));
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"), sized(span(tape, 0, 90) + V0 + SHORTS + span(tape, 155, 420)));
 }
 
 TEST_F(RepairFix, TailPastTheEndOfTheSourceIsLeftOut)
@@ -536,5 +485,5 @@ TEST_F(RepairFix, TailPastTheEndOfTheSourceIsLeftOut)
     rows[3] = other(4, "UNRECOGNIZED", 130, 600);  // the report claims debris beyond the file
     const RepairAnalysis a = cbm_repair_analyze(rows);
     cbm_repair_fix(path, rows, a);
-    EXPECT_EQ(read_file(dir + "/repaired_game.tap"), sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS));
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"), sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS));
 }

@@ -1,5 +1,6 @@
 // The tape split: automatic marks, the IDX listing, names, and the pieces.
 #include "core/tapesplit.h"
+#include "common/temp_folder.h"
 
 #include <glib.h>
 #include <glib/gstdio.h>
@@ -44,40 +45,11 @@ std::string make_tape(std::size_t data_size)
     return tape;
 }
 
-std::string le32(uint32_t v)
-{
-    std::string s;
-    for (int i = 0; i < 4; ++i)
-        s += static_cast<char>((v >> (8 * i)) & 0xFF);
-    return s;
-}
-
 // What a piece of `tape` from start to end (exclusive) must hold.
 std::string piece(const std::string &tape, int start, int end)
 {
     return tape.substr(0, 16) + le32(static_cast<uint32_t>(end - start)) +
            tape.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
-}
-
-std::string read_file(const std::string &path)
-{
-    gchar *data = nullptr;
-    gsize length = 0;
-    if (!g_file_get_contents(path.c_str(), &data, &length, nullptr))
-        return "<missing>";
-    std::string result(data, length);
-    g_free(data);
-    return result;
-}
-
-std::string hash_of(const std::string &path)
-{
-    const std::string bytes = read_file(path);
-    gchar *sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar *>(bytes.data()),
-                                             bytes.size());
-    std::string result(sum);
-    g_free(sum);
-    return result;
 }
 
 std::vector<bool> marks_of(const std::vector<ReportEntry> &rows)
@@ -90,45 +62,10 @@ std::vector<bool> marks_of(const std::vector<ReportEntry> &rows)
 
 class SplitWrite : public ::testing::Test {
 protected:
-    std::string dir;
-    void SetUp() override
-    {
-        gchar *made = g_dir_make_tmp("quillmarfe split 'täpe'-XXXXXX", nullptr);
-        ASSERT_NE(made, nullptr);
-        dir = made;
-        g_free(made);
-    }
-    void TearDown() override { remove_tree(dir); }
-    static void remove_tree(const std::string &path)
-    {
-        if (g_file_test(path.c_str(), G_FILE_TEST_IS_DIR)) {
-            GDir *d = g_dir_open(path.c_str(), 0, nullptr);
-            if (d != nullptr) {
-                while (const gchar *name = g_dir_read_name(d))
-                    remove_tree(path + "/" + name);
-                g_dir_close(d);
-            }
-            g_rmdir(path.c_str());
-        } else {
-            g_remove(path.c_str());
-        }
-    }
-    std::string write(const std::string &name, const std::string &bytes)
-    {
-        const std::string path = dir + "/" + name;
-        g_file_set_contents(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
-        return path;
-    }
-    std::vector<std::string> files() const
-    {
-        std::vector<std::string> names;
-        GDir *d = g_dir_open(dir.c_str(), 0, nullptr);
-        while (const gchar *name = g_dir_read_name(d))
-            names.emplace_back(name);
-        g_dir_close(d);
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    TempFolder temp{"quillmarfe split 'täpe'-XXXXXX"};
+    const std::string dir = temp.path();
+    std::string write(const std::string &name, const std::string &bytes) { return temp.write(name, bytes); }
+    std::vector<std::string> files() const { return temp.files(); }
 };
 
 // Two CBM ROM files: header FIRST/REPEAT and data FIRST/REPEAT each, with pauses.
@@ -286,7 +223,7 @@ TEST_F(SplitWrite, TwoCbmFilesSplitIntoTwoNamedPieces)
 {
     const std::string tape = make_tape(600);
     const std::string path = write("my game's tape.tap", tape);
-    const std::string before = hash_of(path);
+    const std::string before = sha256_of_file(path);
     std::vector<ReportEntry> rows = two_cbm_files();
     tape_split_analyze(rows);
 
@@ -298,11 +235,11 @@ TEST_F(SplitWrite, TwoCbmFilesSplitIntoTwoNamedPieces)
                           "Filename: SECOND - Start: 350 - End: 619 - Block len: 270\n");
     EXPECT_EQ(result.written, std::vector<std::string>({dir + "/splitted-0000-(GAME).tap",
                                                         dir + "/splitted-0001-(SECOND).tap"}));
-    EXPECT_EQ(read_file(dir + "/splitted-0000-(GAME).tap"), piece(tape, 20, 350));
-    EXPECT_EQ(read_file(dir + "/splitted-0001-(SECOND).tap"), piece(tape, 350, 620));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0000-(GAME).tap"), piece(tape, 20, 350));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001-(SECOND).tap"), piece(tape, 350, 620));
     EXPECT_EQ(files(), std::vector<std::string>({"my game's tape.tap", "splitted-0000-(GAME).tap",
                                                  "splitted-0001-(SECOND).tap"}));
-    EXPECT_EQ(hash_of(path), before);
+    EXPECT_EQ(sha256_of_file(path), before);
 }
 
 TEST_F(SplitWrite, HeaderBytesAreCopiedAndTheSizeIsThePieceLength)
@@ -312,9 +249,9 @@ TEST_F(SplitWrite, HeaderBytesAreCopiedAndTheSizeIsThePieceLength)
     std::vector<ReportEntry> rows = {row(1, "X", "", 20, 40), row(2, "X", "", 60, 60)};
     rows[1].split_mark = true;
     tape_split_write(path, rows, 100);
-    const std::string first = read_file(dir + "/splitted-0000.tap");
+    const std::string first = read_file_or_missing(dir + "/splitted-0000.tap");
     EXPECT_EQ(first, std::string("C64-TAPE-RAW\x01\x00\x01\x07\x28\x00\x00\x00", 20) + tape.substr(20, 40));
-    EXPECT_EQ(read_file(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
 }
 
 TEST_F(SplitWrite, ForbiddenCharactersInNamesAreReplaced)
@@ -365,7 +302,7 @@ TEST_F(SplitWrite, MarkOnTheFirstEntryIsIgnored)
     EXPECT_TRUE(result.ok);
     EXPECT_EQ(result.log, "Results of the split:\nFilename: FIRST ONE - Start: 20 - End: 119 - Block len: 100\n");
     EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(FIRST ONE).tap", "t.tap"}));
-    EXPECT_EQ(read_file(dir + "/splitted-0000-(FIRST ONE).tap"), piece(tape, 20, 120));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0000-(FIRST ONE).tap"), piece(tape, 20, 120));
 }
 
 TEST_F(SplitWrite, FirstPieceTakesTheFirstNameBeforeTheMarkAndLaterPiecesTheirMarkedRowsName)
@@ -385,7 +322,7 @@ TEST_F(SplitWrite, FirstPieceTakesTheFirstNameBeforeTheMarkAndLaterPiecesTheirMa
                           "Filename: THIRD - Start: 120 - End: 219 - Block len: 100\n");
     EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(FIRST).tap", "splitted-0001.tap",
                                                  "splitted-0002-(THIRD).tap", "t.tap"}));
-    EXPECT_EQ(read_file(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
 }
 
 TEST_F(SplitWrite, EmptyPieceIsNotWrittenAndKeepsItsNumber)
@@ -426,7 +363,7 @@ TEST_F(SplitWrite, PieceThatCannotBeCreatedIsSkippedSilentlyButUsesItsNumber)
     EXPECT_EQ(result.message, TAPE_SPLIT_DONE);
     EXPECT_EQ(result.log, "Results of the split:\nFilename: B - Start: 60 - End: 119 - Block len: 60\n");
     EXPECT_EQ(result.written, std::vector<std::string>({dir + "/splitted-0001-(B).tap"}));
-    EXPECT_EQ(read_file(dir + "/splitted-0001-(B).tap"), piece(tape, 60, 120));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001-(B).tap"), piece(tape, 60, 120));
 }
 
 TEST_F(SplitWrite, ExistingPiecesAreOverwritten)
@@ -437,5 +374,5 @@ TEST_F(SplitWrite, ExistingPiecesAreOverwritten)
     std::vector<ReportEntry> rows = {row(1, "X", "", 20, 40), row(2, "X", "", 60, 60)};
     rows[1].split_mark = true;
     tape_split_write(path, rows, 100);
-    EXPECT_EQ(read_file(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
 }
