@@ -134,7 +134,7 @@ int run_repair(int argc, char **argv)
     // Every region and every row included, as the analysis leaves them.
     const RepairAnalysis analysis = cbm_repair_analyze(report.entries);
     std::fputs(analysis.text.c_str(), stdout);
-    const std::string message = cbm_repair_fix(tape, report.entries, analysis);
+    const std::string message = cbm_repair_fix(tape, report.entries, analysis, report.totals.total_size);
     std::printf("%s\n", message.c_str());
     return g_str_has_prefix(message.c_str(), "Operation finished.") ? 0 : 1;
 }

@@ -105,7 +105,7 @@ int run_edit(int argc, char **argv)
         }
     }
 
-    const TapeEditResult result = tape_editor_save(tape_path, report.entries);
+    const TapeEditResult result = tape_editor_save(tape_path, report.entries, report.totals.total_size);
     std::printf("%s\n", result.message.c_str());
     return result.written ? 0 : 1;
 }

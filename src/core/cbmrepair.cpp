@@ -2,12 +2,16 @@
 // repair regions, their ticks, and the writer of the repaired tape.
 #include "core/cbmrepair.h"
 
+#include "core/reportcheck.h"
+#include "core/tapeoutput.h"
 #include "core/tapimage.h"
 
 #include <glib.h>
+#include <glib/gstdio.h>
 
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 const char *const CBM_REPAIR_TITLE = "CBM File Repair";
 const char *const CBM_REPAIR_NO_FILE = "No file to repair.";
@@ -128,24 +132,9 @@ void build_region(const std::vector<ReportEntry> &rows, int faulty, int healthy,
     region.size = cbm_repair_region_size(region);
 }
 
-// Copies `length` source bytes from `from` to the destination's current
-// end; a span that cannot be read whole is left out.
-void copy_span(FILE *source, FILE *destination, long from, long length)
-{
-    if (length <= 0 || from < 0)
-        return;
-    auto *buffer = static_cast<uint8_t *>(g_try_malloc(static_cast<gsize>(length)));
-    if (buffer == nullptr)
-        return;
-    if (std::fseek(source, from, SEEK_SET) == 0 &&
-        std::fread(buffer, 1, static_cast<std::size_t>(length), source) == static_cast<std::size_t>(length))
-        std::fwrite(buffer, 1, static_cast<std::size_t>(length), destination);
-    g_free(buffer);
-}
-
 // One region of the fix; `copied` is the source offset dealt with so far.
 void repair_region(const std::vector<ReportEntry> &rows, const RepairRegion &region, FILE *source,
-                   FILE *destination, long &copied)
+                   TapeOutput &destination, int64_t &copied)
 {
     if (!region.include || region.rows.empty())
         return;
@@ -153,29 +142,35 @@ void repair_region(const std::vector<ReportEntry> &rows, const RepairRegion &reg
     if (healthy < 0)
         return;  // the twin is not in the report: the region stays as it is
 
-    long last_end = region.rows[0].end;
+    int64_t last_end = region.rows[0].end;
     for (std::size_t i = 0; i < region.rows.size(); ++i) {
         if (i < region.ticks.size() && region.ticks[i])
             last_end = region.rows[i].end;
     }
-    const long inner_start = region.rows[0].inner_start;
-    copy_span(source, destination, copied, inner_start - copied);
+    const int64_t inner_start = region.rows[0].inner_start;
+    if (inner_start < copied) {
+        // Two regions that share bytes cannot both be rebuilt in place.
+        destination.fail("Two repair regions share bytes of the tape; nothing was repaired.");
+        return;
+    }
+    destination.copy_from(source, copied, inner_start - copied);
     copied = last_end + 1;
 
     const ReportEntry &twin = rows[static_cast<std::size_t>(healthy)];
-    copy_span(source, destination, twin.inner_start,
-              static_cast<long>(twin.inner_end) - twin.inner_start + HEALTHY_TAIL_BYTES);
-    std::fwrite(ENDING, 1, sizeof ENDING, destination);
+    destination.copy_from(source, twin.inner_start, twin.inner_end - twin.inner_start + HEALTHY_TAIL_BYTES);
+    destination.write(ENDING, sizeof ENDING);
     if (twin.first_copy) {
-        for (int i = 0; i < FIRST_COPY_EXTRA_SHORT_PULSES; ++i)
-            std::fputc(SHORT_PULSE, destination);
+        const std::vector<uint8_t> shorts(FIRST_COPY_EXTRA_SHORT_PULSES, SHORT_PULSE);
+        destination.write(shorts.data(), shorts.size());
     }
 }
 
 } // namespace
 
-RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &rows)
+RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &list_rows)
 {
+    // Twins are paired along the tape, whatever order the list is sorted in.
+    const std::vector<ReportEntry> rows = report_rows_in_tape_order(list_rows);
     RepairAnalysis analysis;
     Remembered remembered;
     struct Pair {
@@ -243,9 +238,9 @@ RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &rows)
     return analysis;
 }
 
-int cbm_repair_region_size(const RepairRegion &region)
+int64_t cbm_repair_region_size(const RepairRegion &region)
 {
-    int size = 0;
+    int64_t size = 0;
     for (std::size_t i = 0; i < region.rows.size(); ++i) {
         if (i >= region.ticks.size() || !region.ticks[i])
             break;
@@ -303,36 +298,43 @@ std::string cbm_repair_destination_name(const std::string &tape_path)
     return name;
 }
 
-std::string cbm_repair_fix(const std::string &tape_path, const std::vector<ReportEntry> &rows,
-                           const RepairAnalysis &analysis)
+std::string cbm_repair_fix(const std::string &tape_path, const std::vector<ReportEntry> &list_rows,
+                           const RepairAnalysis &analysis, int64_t total_size)
 {
     if (analysis.fixable_count == 0)
         return CBM_REPAIR_NO_FILE;
-    FILE *source = std::fopen(tape_path.c_str(), "rb");
+    FILE *source = g_fopen(tape_path.c_str(), "rb");
     if (source == nullptr)
         return CBM_REPAIR_CANNOT_OPEN;
-    long source_size = 0;
-    if (std::fseek(source, 0, SEEK_END) == 0)
-        source_size = std::ftell(source);
+    const int64_t source_size = tape_output_file_size(source);
+    const std::vector<ReportEntry> rows = report_rows_in_tape_order(list_rows);
+    const std::string problem =
+        report_offsets_problem(rows, total_size, source_size < 0 ? 0 : static_cast<uint64_t>(source_size));
+    if (!problem.empty()) {
+        std::fclose(source);
+        return problem;
+    }
 
     const std::string name = cbm_repair_destination_name(tape_path);
     gchar *folder = g_path_get_dirname(tape_path.c_str());
     gchar *path = g_build_filename(folder, name.c_str(), nullptr);
-    FILE *destination = std::fopen(path, "w+b");
+    TapeOutput destination;
+    const bool created = destination.create(path);
     g_free(path);
     g_free(folder);
-    if (destination == nullptr) {
+    if (!created) {
         std::fclose(source);
         return CBM_REPAIR_CANNOT_CREATE;
     }
 
-    long copied = 0;
+    int64_t copied = 0;
     for (const RepairRegion &region : analysis.regions)
         repair_region(rows, region, source, destination, copied);
-    copy_span(source, destination, copied, source_size - copied);
-    common_fix_tap_file_size_in_header(destination);
-
-    std::fclose(destination);
+    destination.copy_from(source, copied, source_size - copied);
     std::fclose(source);
+    if (!destination.finish()) {
+        // A repaired tape with a gap would pass for a good one: none is left.
+        return "The repaired tape could not be written, so no " + name + " was left.\n\n" + destination.error();
+    }
     return "Operation finished. Check file:\n" + name;
 }

@@ -12,6 +12,7 @@
 #pragma once
 #include "core/reportfile.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -25,13 +26,13 @@ extern const char *const CBM_REPAIR_CANNOT_CREATE;    // "Could not create desti
 // tick, is RepairRegion::ticks).
 struct RepairRow {
     int index = 0;          // 1: report index
-    int pulses = 0;         // 2: report pulses
+    int64_t pulses = 0;     // 2: report pulses
     std::string file_id;    // 3: "FIRST"/"REPEAT" for a "C64 ROM-TAPE..." row, else ""
     std::string type;       // 4: type descriptor
-    int inner_start = 0;    // 5: inner start offset
-    int end = 0;            // 6: end offset (inclusive)
-    int data_pulses = 0;    // 7: end + 1 - inner start, or the pulses when inner start is 0
-    int start = 0;          // 8: start offset
+    int64_t inner_start = 0;  // 5: inner start offset
+    int64_t end = 0;        // 6: end offset (inclusive)
+    int64_t data_pulses = 0;  // 7: end + 1 - inner start, or the pulses when inner start is 0
+    int64_t start = 0;      // 8: start offset
 };
 
 struct RepairRegion {
@@ -39,7 +40,7 @@ struct RepairRegion {
     int healthy_index = 0;  // report index of its healthy twin
     int row_count = 0;      // report rows in the region, the damaged copy included
     bool include = true;    // fix this region
-    int size = 0;           // data pulses of the leading run of ticked rows
+    int64_t size = 0;       // data pulses of the leading run of ticked rows
     std::vector<bool> ticks;     // one per row, all set at first
     std::vector<RepairRow> rows; // the region's rows, in report order
 };
@@ -62,7 +63,7 @@ RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &rows);
 
 // Data pulses of the region's rows from the first on, up to the first
 // unticked row.
-int cbm_repair_region_size(const RepairRegion &region);
+int64_t cbm_repair_region_size(const RepairRegion &region);
 
 // A click on the tick of row `row` (0-based in the region): row 0 cannot be
 // unticked (nothing happens); a ticked row is unticked with every row after
@@ -79,8 +80,8 @@ void cbm_repair_set_include(RepairRegion &region, bool include);
 // What the page shows of a region's healthy twin.
 struct RepairHealthyInfo {
     int index = 0;          // report index
-    int pulses = 0;         // report pulses
-    int data_pulses = 0;    // inner end + 20 - inner start
+    int64_t pulses = 0;     // report pulses
+    int64_t data_pulses = 0;  // inner end + 20 - inner start
     std::string file_id;    // "FIRST" or "REPEAT"
     std::string type;       // type descriptor
 };
@@ -90,13 +91,17 @@ RepairHealthyInfo cbm_repair_healthy_info(const std::vector<ReportEntry> &rows, 
 std::string cbm_repair_destination_name(const std::string &tape_path);
 
 // Writes the repaired copy of the tape beside it and returns the dialog
-// text: CBM_REPAIR_NO_FILE (fixable count 0), CBM_REPAIR_CANNOT_OPEN,
-// CBM_REPAIR_CANNOT_CREATE, or "Operation finished. Check file:\nrepaired_%s".
+// text: CBM_REPAIR_NO_FILE (fixable count 0), CBM_REPAIR_CANNOT_OPEN, why
+// the report's offsets do not fit the tape (total_size is the report's size
+// less the header; see reportcheck.h), CBM_REPAIR_CANNOT_CREATE, or
+// "Operation finished. Check file:\nrepaired_%s".
 // For every included region: the source up to the damaged copy's inner
 // start, then the healthy twin's bytes from its inner start, inner end -
 // inner start + 20 long, then "V0", then 78 bytes 0x30 when the twin is the
 // FIRST copy; the source resumes after the end offset of the region's last
-// ticked row. The rest of the source follows and the size field is fixed.
-// A span that cannot be read whole (or is empty) is left out silently.
+// ticked row. The rest of the source follows and the size field is set.
+// When any span cannot be read or written the fix fails as a whole: no
+// repaired tape is left and the text says what failed (a tape with a silent
+// gap would pass for a good one).
 std::string cbm_repair_fix(const std::string &tape_path, const std::vector<ReportEntry> &rows,
-                           const RepairAnalysis &analysis);
+                           const RepairAnalysis &analysis, int64_t total_size);

@@ -2,6 +2,8 @@
 
 #include <glib/gstdio.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -43,47 +45,89 @@ bool contains(const char *line, const char *word)
     return std::strstr(line, word) != nullptr;
 }
 
-// "TAP Size": the whole file, header included. The comparison is unsigned,
-// so a negative size is also reduced by the header.
-int32_t total_size_from_tap_size(int value)
+// A number of the report, clamped to REPORT_OFFSET_MAX.
+int64_t clamped(uint64_t value)
 {
-    const uint32_t size = static_cast<uint32_t>(value);
-    if (size <= static_cast<uint32_t>(REPORT_TAP_HEADER_SIZE))
-        return 0;
-    return static_cast<int32_t>(size - static_cast<uint32_t>(REPORT_TAP_HEADER_SIZE));
+    return value > uint64_t(REPORT_OFFSET_MAX) ? REPORT_OFFSET_MAX : int64_t(value);
+}
+
+// "TAP Size": the whole file, header included, read as it stands (sizes of
+// 2 GB and more too). A size up to the header's, or a negative one, leaves
+// the tape size unknown (0). A line without a number changes nothing.
+void read_tap_size(const char *text, int64_t &total_size)
+{
+    while (g_ascii_isspace(*text))
+        ++text;
+    if (*text == '-' && g_ascii_isdigit(text[1])) {
+        total_size = 0;
+        return;
+    }
+    if (*text == '+')
+        ++text;
+    if (!g_ascii_isdigit(*text))
+        return;
+    const int64_t size = clamped(g_ascii_strtoull(text, nullptr, 10));
+    total_size = size <= REPORT_TAP_HEADER_SIZE ? 0 : size - REPORT_TAP_HEADER_SIZE;
+}
+
+// Reads "$hex" at text into *value and returns the text after it, or
+// nullptr (value unchanged) when there is no such number.
+const char *read_hex(const char *text, int64_t *value)
+{
+    if (*text != '$')
+        return nullptr;
+    ++text;
+    while (g_ascii_isspace(*text))
+        ++text;
+    if (!g_ascii_isxdigit(*text))
+        return nullptr;
+    char *end = nullptr;
+    *value = clamped(g_ascii_strtoull(text, &end, 16));
+    return end;
 }
 
 // "Location: $start -> $inner start -> $inner end -> $end". Numbers that
 // cannot be read keep the entry's previous values.
 void read_location(const char *text, ReportEntry &entry, ReportTotals &totals)
 {
-    unsigned int offsets[4] = {
-        static_cast<unsigned int>(entry.start), static_cast<unsigned int>(entry.inner_start),
-        static_cast<unsigned int>(entry.inner_end), static_cast<unsigned int>(entry.end)};
-    std::sscanf(text, "$%x -> $%x -> $%x -> $%x", &offsets[0], &offsets[1], &offsets[2], &offsets[3]);
+    int64_t offsets[4] = {entry.start, entry.inner_start, entry.inner_end, entry.end};
+    for (int i = 0; i < 4 && text != nullptr; ++i) {
+        if (i > 0) {
+            // " -> ", with any white space around the arrow
+            while (g_ascii_isspace(*text))
+                ++text;
+            if (std::strncmp(text, "->", 2) != 0)
+                break;
+            text += 2;
+            while (g_ascii_isspace(*text))
+                ++text;
+        }
+        text = read_hex(text, &offsets[i]);
+    }
 
-    // The end offset is inclusive.
-    const int32_t pulses = static_cast<int32_t>(offsets[3] + 1u - offsets[0]);
-    const int32_t total = totals.total_size;
+    // The end offset is inclusive. Offsets are clamped, so nothing overflows.
+    const int64_t pulses = offsets[3] + 1 - offsets[0];
+    const int64_t total = totals.total_size;
     if (total != 0) {
-        entry.start = static_cast<int32_t>(offsets[0]);
-        entry.inner_start = static_cast<int32_t>(offsets[1]);
-        entry.inner_end = static_cast<int32_t>(offsets[2]);
-        entry.end = static_cast<int32_t>(offsets[3]);
+        entry.start = offsets[0];
+        entry.inner_start = offsets[1];
+        entry.inner_end = offsets[2];
+        entry.end = offsets[3];
         entry.pulses = pulses;
-        // Percent rounded to the nearest integer (64-bit, so long tapes do not overflow).
-        entry.coverage = static_cast<int>((static_cast<int64_t>(pulses) * 100 + total / 2) / total);
+        // Percent rounded to the nearest integer.
+        const int64_t percent = (pulses * 100 + total / 2) / total;
+        entry.coverage = static_cast<int>(std::clamp<int64_t>(percent, INT_MIN, INT_MAX));
         if (total < 2) {
             entry.start_fraction = 1.0;
             entry.end_fraction = 1.0;
         } else {
-            entry.start_fraction = static_cast<double>(entry.start) / total;
-            entry.end_fraction = static_cast<double>(entry.end) / total;
+            entry.start_fraction = static_cast<double>(entry.start) / static_cast<double>(total);
+            entry.end_fraction = static_cast<double>(entry.end) / static_cast<double>(total);
         }
     }
     if (std::strncmp(entry.type.c_str(), UNRECOGNIZED, sizeof UNRECOGNIZED - 1) != 0)
-        totals.recognized_size = static_cast<int32_t>(static_cast<uint32_t>(totals.recognized_size) +
-                                                      static_cast<uint32_t>(pulses));
+        totals.recognized_size = std::clamp<int64_t>(totals.recognized_size + pulses, -REPORT_OFFSET_MAX,
+                                                     REPORT_OFFSET_MAX);
 }
 
 // "LA: $load  EA: $end  SZ: size": each address is a word without blanks;
@@ -130,9 +174,7 @@ ParsedReport report_parse_stream(FILE *stream, ReportTotals previous)
             if ((rest = after_key(line, KEY_TAP_NAME))) {
                 totals.path_last_report = without_newline(rest);
             } else if ((rest = after_key(line, KEY_TAP_SIZE))) {
-                int value = 0;
-                if (std::sscanf(rest, "%d", &value) == 1)
-                    totals.total_size = total_size_from_tap_size(value);
+                read_tap_size(rest, totals.total_size);
             } else if (after_key(line, KEY_CHECKSUM_TEST)) {
                 totals.checksum_test_passed = !contains(line, "FAIL");
             } else if (after_key(line, KEY_READ_TEST)) {

@@ -19,11 +19,20 @@
 #include <string>
 #include <vector>
 
+// A report is a text file that anyone can edit, so its numbers are read as
+// 64-bit values and clamped to REPORT_OFFSET_MAX (far beyond any tape): no
+// sum or difference of them can overflow, and a tool refuses offsets that
+// do not fit its tape (see reportcheck.h) instead of wrapping around.
+//
 // Size of the line buffer; a line piece holds at most REPORT_LINE_BUFFER - 1 bytes.
 constexpr int REPORT_LINE_BUFFER = 256;
 
 // The tape header that "TAP Size" includes and total_size leaves out.
 constexpr int32_t REPORT_TAP_HEADER_SIZE = 20;
+
+// Largest offset or size kept from a report (2^50 bytes); larger numbers are
+// clamped to it.
+constexpr int64_t REPORT_OFFSET_MAX = int64_t(1) << 50;
 
 // One row of the file list; field order = model column order 0..18.
 // Columns 1 and 4..10 stay zero when the tape size is unknown (total_size 0);
@@ -33,11 +42,11 @@ struct ReportEntry {
     int coverage = 0;            // 1: share of the tape in percent, rounded
     std::string type;            // 2: type descriptor ("PAUSE", "UNRECOGNIZED", ...)
     std::string name;            // 3: file name
-    int start = 0;               // 4: start offset (bytes into the file, header included)
-    int inner_start = 0;         // 5: inner start offset
-    int inner_end = 0;           // 6: inner end offset
-    int end = 0;                 // 7: end offset, inclusive
-    int pulses = 0;              // 8: end + 1 - start
+    int64_t start = 0;           // 4: start offset (bytes into the file, header included)
+    int64_t inner_start = 0;     // 5: inner start offset
+    int64_t inner_end = 0;       // 6: inner end offset
+    int64_t end = 0;             // 7: end offset, inclusive
+    int64_t pulses = 0;          // 8: end + 1 - start
     double start_fraction = 0;   // 9: start / total_size (1.0 when total_size < 2)
     double end_fraction = 0;     // 10: end / total_size (1.0 when total_size < 2)
     std::string load_address;    // 11: hexadecimal text without "$"
@@ -52,8 +61,8 @@ struct ReportEntry {
 
 struct ReportTotals {
     std::optional<std::string> path_last_report; // tape named by "TAP Name"
-    int32_t total_size = 0;      // "TAP Size" less the 20-byte header; 0 when unknown
-    int32_t recognized_size = 0; // pulses of every entry not of an "UNRECOGNIZED" type
+    int64_t total_size = 0;      // "TAP Size" less the 20-byte header; 0 when unknown
+    int64_t recognized_size = 0; // pulses of every entry not of an "UNRECOGNIZED" type
     bool checksum_test_passed = false;
     bool read_test_passed = false;
 };

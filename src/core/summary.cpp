@@ -18,9 +18,22 @@ std::string take_gstring(gchar *text)
     return result;
 }
 
+// Text from the tape (names come from tape data) as HTML text: made valid
+// UTF-8, then "<", ">", "&" and both quotes escaped, so that no name is ever
+// taken as markup.
+std::string escaped(const std::string &text)
+{
+    gchar *valid = g_utf8_make_valid(text.c_str(), static_cast<gssize>(text.size()));
+    gchar *markup = g_markup_escape_text(valid, -1);
+    std::string result(markup);
+    g_free(markup);
+    g_free(valid);
+    return result;
+}
+
 std::string cell_text(const std::string &text)
 {
-    return text.empty() ? NBSP : text;
+    return text.empty() ? NBSP : escaped(text);
 }
 
 void append_row(std::string &page, const ReportEntry &e)
@@ -32,7 +45,7 @@ void append_row(std::string &page, const ReportEntry &e)
           "role=\"progressbar\" aria-valuenow=\"%d\" aria-valuemin=\"0\" aria-valuemax=\"100\" "
           "style=\"width:%d%%\"><span>%d&nbsp;&#37;</span></div></div></td>\n"),
         e.coverage, e.coverage, e.coverage));
-    page += take_gstring(g_strdup_printf(_("\t\t\t\t\t\t<td>%d</td>\n"), e.pulses));
+    page += take_gstring(g_strdup_printf(_("\t\t\t\t\t\t<td>%lld</td>\n"), static_cast<long long>(e.pulses)));
     const std::string texts[] = {cell_text(e.type), cell_text(e.load_address), cell_text(e.end_address),
                                  cell_text(e.crc32), summary_cell_text(e.read_errors),
                                  summary_cell_text(e.checkbyte)};
@@ -67,7 +80,7 @@ std::string summary_html(const std::string &tape_base_name, const std::vector<Re
                          "<head>\n"
                          "\n");
     page += take_gstring(g_strdup_printf(_("<title>Quillmar Front End Summary Report for %s</title>\n"),
-                                         tape_base_name.c_str()));
+                                         escaped(tape_base_name).c_str()));
     page += _("<meta charset=\"utf-8\">\n"
               "<link rel=\"stylesheet\" href=\"http://maxcdn.bootstrapcdn.com/bootstrap/3.3.6/css/bootstrap.min.css\">\n"
               "<style>\n"
@@ -128,9 +141,9 @@ bool summary_write_file(const std::string &path, const std::string &tape_base_na
     if (!file)
         return false;
     const std::string page = summary_html(tape_base_name, entries);
-    std::fwrite(page.data(), 1, page.size(), file);
-    std::fclose(file);
-    return true;
+    const bool written = std::fwrite(page.data(), 1, page.size(), file) == page.size();
+    // A page cut short by a full disk is not a saved page.
+    return (std::fclose(file) == 0) && written;
 }
 
 std::string summary_tape_base_name(const std::string &report_tape_path)

@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-// The HTML text of a cell: the text itself, or "&nbsp;" when it is missing
-// or empty. Texts are written as they are, without escaping.
+// The HTML text of a cell: the text escaped for HTML ("<", ">", "&", quotes;
+// invalid UTF-8 replaced), or "&nbsp;" when it is missing or empty. Names
+// come from tape data, so every text written into the page is escaped.
 std::string summary_cell_text(const std::optional<std::string> &text);
 
 // Bootstrap class of an entry's row, by the first rule that holds:
@@ -17,13 +18,13 @@ std::string summary_cell_text(const std::optional<std::string> &text);
 // cell is "FAIL"; else "success".
 const char *summary_row_class(const ReportEntry &e);
 
-// The whole page: head (titled with the tape's base name), one row per
+// The whole page: head (titled with the tape's base name, escaped), one row per
 // entry in the given order, foot. Every line ends in "\n". The head opens
 // no html element while the foot closes one.
 std::string summary_html(const std::string &tape_base_name, const std::vector<ReportEntry> &entries);
 
 // Writes the page to `path` (opened with "w+"); false when it cannot be
-// opened. Errors while writing go unnoticed.
+// opened or written whole.
 bool summary_write_file(const std::string &path, const std::string &tape_base_name,
                         const std::vector<ReportEntry> &entries);
 

@@ -1,12 +1,15 @@
 // The tape editor's flags and its save.
 #include "core/tapeedit.h"
 
+#include "core/reportcheck.h"
+#include "core/tapeoutput.h"
 #include "core/tapimage.h"
 
 #include <glib.h>
 #include <glib/gi18n-lib.h>
 #include <glib/gstdio.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -29,29 +32,6 @@ std::string base_name(const std::string &path)
     std::string result(name);
     g_free(name);
     return result;
-}
-
-// Copies source bytes start..end inclusive to the end of the destination.
-// The range is read whole into one buffer of its size and written only when
-// it was read whole; otherwise it is left out without a word.
-void copy_range(FILE *source, long source_size, FILE *destination, int32_t start, int32_t end)
-{
-    const int64_t size = static_cast<int64_t>(end) - start + 1;
-    if (start < 0 || size <= 0)
-        return;
-    if (static_cast<int64_t>(start) + size > source_size)
-        return;  // the read would fall short
-    std::vector<unsigned char> buffer;
-    try {
-        buffer.resize(static_cast<std::size_t>(size));
-    } catch (const std::exception &) {
-        return;
-    }
-    if (std::fseek(source, start, SEEK_SET) != 0)
-        return;
-    if (std::fread(buffer.data(), 1, buffer.size(), source) != buffer.size())
-        return;
-    std::fwrite(buffer.data(), 1, buffer.size(), destination);
 }
 
 TapeEditResult refused(const char *text)
@@ -114,38 +94,68 @@ std::string tape_editor_output_path(const std::string &tape_path)
     return result;
 }
 
-TapeEditResult tape_editor_save(const std::string &tape_path, const std::vector<ReportEntry> &rows)
+int64_t tape_editor_excluded_bytes(const std::vector<ReportEntry> &rows)
+{
+    int64_t bytes = 0;
+    for (const ReportEntry &row : rows) {
+        if (row.excluded && row.end >= row.start)
+            bytes += row.end - row.start + 1;
+    }
+    return bytes;
+}
+
+bool tape_editor_cut_needs_confirmation(const std::vector<ReportEntry> &rows, int64_t total_size)
+{
+    return total_size > 0 && tape_editor_excluded_bytes(rows) * 2 > total_size;
+}
+
+int tape_editor_excluded_percent(const std::vector<ReportEntry> &rows, int64_t total_size)
+{
+    if (total_size <= 0)
+        return 0;
+    const int64_t bytes = std::min(tape_editor_excluded_bytes(rows), total_size);
+    return static_cast<int>((bytes * 100 + total_size / 2) / total_size);
+}
+
+TapeEditResult tape_editor_save(const std::string &tape_path, const std::vector<ReportEntry> &report_rows,
+                                int64_t total_size)
 {
     if (!tape_editor_is_tap_path(tape_path))
         return refused(N_("You can only save TAP files."));
 
     std::size_t excluded = 0;
-    for (const ReportEntry &row : rows) {
+    for (const ReportEntry &row : report_rows) {
         if (row.excluded)
             ++excluded;
     }
     if (excluded == 0)
         return refused(N_("No changes to save."));
 
+    // The rows are walked in tape order, whatever order the list is sorted
+    // in: a walk in another order would copy ranges out of order and twice.
+    const std::vector<ReportEntry> rows = report_rows_in_tape_order(report_rows);
+
     FILE *source = g_fopen(tape_path.c_str(), "rb");
     if (source == nullptr)
         return refused(N_("Could not open source TAP."));
-    const std::string output_path = tape_editor_output_path(tape_path);
-    FILE *destination = g_fopen(output_path.c_str(), "w+b");
-    if (destination == nullptr) {
+    const int64_t source_size = tape_output_file_size(source);
+    const std::string problem =
+        report_offsets_problem(rows, total_size, source_size < 0 ? 0 : static_cast<uint64_t>(source_size));
+    if (!problem.empty()) {
+        std::fclose(source);
+        TapeEditResult result;
+        result.message = problem;
+        return result;
+    }
+    TapeOutput output;
+    if (!output.create(tape_editor_output_path(tape_path))) {
         std::fclose(source);
         return refused(N_("Could not create destination TAP."));
     }
 
-    long source_size = 0;
-    if (std::fseek(source, 0, SEEK_END) == 0)
-        source_size = std::ftell(source);
-    if (source_size < 0)
-        source_size = 0;
-
     // The first run is the 20-byte header, so it is always copied first.
-    int32_t run_start = 0;
-    int32_t run_end = static_cast<int32_t>(TAP_HEADER_SIZE) - 1;
+    int64_t run_start = 0;
+    int64_t run_end = static_cast<int64_t>(TAP_HEADER_SIZE) - 1;
     bool start_pending = false;
     bool run_open = true;
     for (const ReportEntry &row : rows) {
@@ -160,7 +170,7 @@ TapeEditResult tape_editor_save(const std::string &tape_path, const std::vector<
             run_open = true;
         } else {
             if (run_open) {
-                copy_range(source, source_size, destination, run_start, run_end);
+                output.copy_from(source, run_start, run_end - run_start + 1);
                 run_open = false;
             }
             start_pending = true;
@@ -168,17 +178,22 @@ TapeEditResult tape_editor_save(const std::string &tape_path, const std::vector<
     }
     // The tail run; bytes after the last row's end are never copied.
     if (!start_pending)
-        copy_range(source, source_size, destination, run_start, run_end);
-
-    common_fix_tap_file_size_in_header(destination);
+        output.copy_from(source, run_start, run_end - run_start + 1);
+    std::fclose(source);
 
     TapeEditResult result;
+    if (!output.finish()) {
+        // Nothing half written is left behind; the dialog says what failed.
+        gchar *text = g_strdup_printf(_("The edited tape could not be written, so no edited_%s was left.\n\n%s"),
+                                      base_name(tape_path).c_str(), output.error().c_str());
+        result.message = text;
+        g_free(text);
+        return result;
+    }
     result.written = true;
-    result.output_path = output_path;
+    result.output_path = output.path();
     gchar *text = g_strdup_printf(_("Operation finished. Check file:\nedited_%s"), base_name(tape_path).c_str());
     result.message = text;
     g_free(text);
-    std::fclose(destination);
-    std::fclose(source);
     return result;
 }

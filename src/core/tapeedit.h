@@ -12,6 +12,7 @@
 
 #include "core/reportfile.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -48,20 +49,33 @@ struct TapeEditResult {
     std::string output_path;  // the edited tape's path when written
 };
 
+// Bytes of the tape held by the excluded rows (end - start + 1 each).
+int64_t tape_editor_excluded_bytes(const std::vector<ReportEntry> &rows);
+// A save that drops more than half of the tape's data (total_size bytes)
+// asks the user first.
+bool tape_editor_cut_needs_confirmation(const std::vector<ReportEntry> &rows, int64_t total_size);
+// The excluded share of the tape's data in percent, rounded.
+int tape_editor_excluded_percent(const std::vector<ReportEntry> &rows, int64_t total_size);
+
 // "_Save Tape". Refuses a path not ending in ".TAP"/".tap" ("You can only save
 // TAP files.") and a list without excluded rows ("No changes to save.");
 // reports "Could not open source TAP." / "Could not create destination TAP.".
-// Otherwise walks the rows in order from the copy state run [0, 19] (the
-// header), start pending false, run open true:
+// A report whose offsets do not fit the tape (total_size is the report's
+// size less the header; see reportcheck.h) is refused before anything is
+// written. Otherwise walks the rows in tape order (by start offset, whatever
+// order the list shows) from the copy state run [0, 19] (the header), start
+// pending false, run open true:
 //   included row: a pending start takes the row's start offset; the run end
 //     becomes the row's end offset; the run is open;
 //   excluded row: an open run is copied (bytes start..end inclusive) and
 //     closed; a start is pending.
 // After the walk a run without a pending start is copied once more, then the
-// header's data size is fixed, and the message is
-// "Operation finished. Check file:\nedited_NAME". A range that cannot be
-// read whole (or is empty or reversed) is left out silently. An existing
-// edited tape is overwritten.
-TapeEditResult tape_editor_save(const std::string &tape_path, const std::vector<ReportEntry> &rows);
+// header's data size is set, and the message is
+// "Operation finished. Check file:\nedited_NAME". When any range cannot be
+// read or written the save fails as a whole: the message says what failed
+// and no edited tape is left (rather than one with a silent gap). An
+// existing edited tape is overwritten.
+TapeEditResult tape_editor_save(const std::string &tape_path, const std::vector<ReportEntry> &rows,
+                                int64_t total_size);
 
 #endif  // QUILLMAR_CORE_TAPEEDIT_H

@@ -2,9 +2,12 @@
 // writer of the pieces.
 #include "core/tapesplit.h"
 
+#include "core/reportcheck.h"
+#include "core/tapeoutput.h"
 #include "core/tapimage.h"
 
 #include <glib.h>
+#include <glib/gstdio.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -22,16 +25,17 @@ const char *const TAPE_SPLIT_TITLE = "Split tape";
 const char *const TAPE_SPLIT_ONLY_TAP = "You can only split TAP files.";
 const char *const TAPE_SPLIT_NO_POINT = "No split point set.";
 const char *const TAPE_SPLIT_CANNOT_READ = "Could not read from TAP.";
+const char *const TAPE_SPLIT_FAILED = "The split did not complete: these pieces could not be written.";
 const char *const TAPE_SPLIT_DONE =
     "The split process has completed.\nNote that the details of the split\nare shown within the System Log\ntab.";
 
 namespace {
 
 // Offset of the first piece: just after the TAP header.
-constexpr int32_t SPLIT_FIRST_OFFSET = 20;
+constexpr int64_t SPLIT_FIRST_OFFSET = 20;
 
 // Offsets above this are logged with one tab instead of two.
-constexpr int SPLIT_SHORT_OFFSET_MAX = 0xFFFFF;
+constexpr int64_t SPLIT_SHORT_OFFSET_MAX = 0xFFFFF;
 
 // Number of header bytes copied from the source into each piece; the data
 // size follows.
@@ -68,49 +72,48 @@ std::string format(const char *fmt, ...)
 struct SplitState {
     int counter = 0;                 // number of the next piece
     std::optional<std::string> name; // sanitized name of the piece being collected
-    int32_t start = SPLIT_FIRST_OFFSET;
-    int32_t end = 0;
+    int64_t start = SPLIT_FIRST_OFFSET;
+    int64_t end = 0;
     uint8_t header[TAP_HEADER_SIZE] = {};
     FILE *source = nullptr;
     std::string folder;
 };
 
-// Writes the piece [start, end) of the source; see tape_split_write.
+// Writes the piece [start, end) of the source; see tape_split_write. An
+// empty or reversed span writes nothing and uses no number; a piece that
+// cannot be read or written is named in the result's failures.
 void write_piece(SplitState &state, SplitResult &result)
 {
-    const int32_t length = state.end - state.start;
+    const int64_t length = state.end - state.start;
     if (length <= 0)
-        return;  // nothing to read: like a failed allocation
-    auto *buffer = static_cast<uint8_t *>(g_try_malloc(static_cast<gsize>(length)));
-    if (buffer == nullptr)
         return;
-    if (std::fseek(state.source, state.start, SEEK_SET) != 0 ||
-        std::fread(buffer, 1, static_cast<std::size_t>(length), state.source) !=
-            static_cast<std::size_t>(length)) {
-        g_free(buffer);
-        return;
-    }
 
     const std::string file_name =
         tape_split_piece_name(state.counter, state.name ? &*state.name : nullptr);
     state.counter++;
     gchar *path = g_build_filename(state.folder.c_str(), file_name.c_str(), nullptr);
-    FILE *out = std::fopen(path, "wb");
-    if (out != nullptr) {
-        const uint32_t size = static_cast<uint32_t>(length);
-        const uint8_t size_le[4] = {static_cast<uint8_t>(size & 0xFFu), static_cast<uint8_t>((size >> 8) & 0xFFu),
-                                    static_cast<uint8_t>((size >> 16) & 0xFFu),
-                                    static_cast<uint8_t>((size >> 24) & 0xFFu)};
-        std::fwrite(state.header, 1, SPLIT_HEADER_COPY, out);
-        std::fwrite(size_le, 1, sizeof size_le, out);
-        std::fwrite(buffer, 1, static_cast<std::size_t>(length), out);
-        std::fclose(out);
-        result.written.emplace_back(path);
-        result.log += format("Filename: %s - Start: %d - End: %d - Block len: %d\n",
-                             state.name ? state.name->c_str() : "(none)", state.start, state.end - 1, length);
-    }
+    const std::string piece_path = path;
     g_free(path);
-    g_free(buffer);
+
+    const uint32_t size = static_cast<uint32_t>(length);
+    const uint8_t size_le[4] = {static_cast<uint8_t>(size & 0xFFu), static_cast<uint8_t>((size >> 8) & 0xFFu),
+                                static_cast<uint8_t>((size >> 16) & 0xFFu),
+                                static_cast<uint8_t>((size >> 24) & 0xFFu)};
+    TapeOutput piece;
+    if (piece.create(piece_path)) {
+        piece.write(state.header, SPLIT_HEADER_COPY);
+        piece.write(size_le, sizeof size_le);
+        piece.copy_from(state.source, state.start, length);
+    }
+    if (!piece.finish() || piece.failed()) {
+        result.failed.push_back(piece.error());
+        result.log += format("Not written: %s - %s\n", file_name.c_str(), piece.error().c_str());
+        return;
+    }
+    result.written.push_back(piece_path);
+    result.log += format("Filename: %s - Start: %lld - End: %lld - Block len: %lld\n",
+                         state.name ? state.name->c_str() : "(none)", static_cast<long long>(state.start),
+                         static_cast<long long>(state.end - 1), static_cast<long long>(length));
 }
 
 } // namespace
@@ -122,9 +125,10 @@ bool tape_split_is_tap_name(const std::string &tape_path)
 
 std::vector<bool> tape_split_auto_marks(const std::vector<ReportEntry> &rows)
 {
+    // The walk follows the tape (start offsets), whatever order the rows come in.
     std::vector<bool> marks(rows.size(), false);
     int flag = 1;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
+    for (std::size_t i : report_tape_order(rows)) {
         const ReportEntry &row = rows[i];
         if (starts_with(row.type, "PAUSE")) {
             // a pause neither starts nor ends a file
@@ -158,8 +162,9 @@ void tape_split_clear_marks(std::vector<ReportEntry> &rows)
         row.split_mark = false;
 }
 
-std::string tape_split_idx_log(const std::vector<ReportEntry> &rows)
+std::string tape_split_idx_log(const std::vector<ReportEntry> &list_rows)
 {
+    const std::vector<ReportEntry> rows = report_rows_in_tape_order(list_rows);
     std::string log = "Split offsets as IDX entries:\n";
     for (const ReportEntry &row : rows) {
         if (row.split_mark)
@@ -173,8 +178,8 @@ std::string tape_split_idx_log(const std::vector<ReportEntry> &rows)
     for (const ReportEntry &row : rows) {
         if (!row.split_mark)
             continue;
-        log += format(row.start > SPLIT_SHORT_OFFSET_MAX ? "0x%X\t%s\n" : "0x%X\t\t%s\n",
-                      static_cast<unsigned>(row.start), row.name.c_str());
+        log += format(row.start > SPLIT_SHORT_OFFSET_MAX ? "0x%llX\t%s\n" : "0x%llX\t\t%s\n",
+                      static_cast<unsigned long long>(row.start), row.name.c_str());
     }
     return log;
 }
@@ -203,12 +208,12 @@ std::string tape_split_piece_name(int counter, const std::string *name)
     return file_name + ".tap";
 }
 
-SplitResult tape_split_write(const std::string &tape_path, const std::vector<ReportEntry> &rows,
-                             int32_t total_size)
+SplitResult tape_split_write(const std::string &tape_path, const std::vector<ReportEntry> &list_rows,
+                             int64_t total_size)
 {
     SplitResult result;
     bool any_mark = false;
-    for (const ReportEntry &row : rows)
+    for (const ReportEntry &row : list_rows)
         any_mark = any_mark || row.split_mark;
     if (!any_mark) {
         result.message = TAPE_SPLIT_NO_POINT;
@@ -217,8 +222,18 @@ SplitResult tape_split_write(const std::string &tape_path, const std::vector<Rep
 
     SplitState state;
     if (!common_read_tap_file_header(tape_path.c_str(), state.header) ||
-        (state.source = std::fopen(tape_path.c_str(), "rb")) == nullptr) {
+        (state.source = g_fopen(tape_path.c_str(), "rb")) == nullptr) {
         result.message = TAPE_SPLIT_CANNOT_READ;
+        return result;
+    }
+    // Pieces follow the tape, whatever order the list is sorted in.
+    const std::vector<ReportEntry> rows = report_rows_in_tape_order(list_rows);
+    const int64_t source_size = tape_output_file_size(state.source);
+    const std::string problem =
+        report_offsets_problem(rows, total_size, source_size < 0 ? 0 : static_cast<uint64_t>(source_size));
+    if (!problem.empty()) {
+        std::fclose(state.source);
+        result.message = problem;
         return result;
     }
     gchar *folder = g_path_get_dirname(tape_path.c_str());
@@ -243,8 +258,17 @@ SplitResult tape_split_write(const std::string &tape_path, const std::vector<Rep
     }
     state.end = total_size + SPLIT_FIRST_OFFSET;
     write_piece(state, result);
-
-    result.message = TAPE_SPLIT_DONE;
     std::fclose(state.source);
+
+    if (result.failed.empty()) {
+        result.message = TAPE_SPLIT_DONE;
+    } else {
+        // A piece that could not be written is said, never skipped in silence.
+        result.ok = false;
+        std::string text = TAPE_SPLIT_FAILED;
+        for (const std::string &failure : result.failed)
+            text += "\n" + failure;
+        result.message = text;
+    }
     return result;
 }

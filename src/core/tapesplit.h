@@ -22,6 +22,7 @@ extern const char *const TAPE_SPLIT_TITLE;              // "Split tape"
 extern const char *const TAPE_SPLIT_ONLY_TAP;           // "You can only split TAP files."
 extern const char *const TAPE_SPLIT_NO_POINT;           // "No split point set."
 extern const char *const TAPE_SPLIT_CANNOT_READ;        // "Could not read from TAP."
+extern const char *const TAPE_SPLIT_FAILED;             // "The split did not complete: ..."
 extern const char *const TAPE_SPLIT_DONE;               // "The split process has completed.\n..."
 
 // True when the tape's name ends in ".TAP" or ".tap" (the only tapes the
@@ -62,25 +63,30 @@ std::string tape_split_sanitize_name(const std::string &name);
 std::string tape_split_piece_name(int counter, const std::string *name);
 
 struct SplitResult {
-    bool ok = false;                  // pieces were attempted (the done message)
+    bool ok = false;                  // every piece was written (the done message)
     std::vector<std::string> written; // full paths of the files written, in order
+    std::vector<std::string> failed;  // why each piece that could not be written failed
     std::string log;                  // System Log text ("Results of the split:\n" ...)
     std::string message;              // text of the "Split tape" dialog
 };
 
-// Splits the tape at the rows' marks into pieces beside the tape.
+// Splits the tape at the rows' marks into pieces beside the tape, walking
+// the rows in tape order (by start offset) whatever order the list shows.
 // total_size is the report's data size; the last piece ends at
 // total_size + 20. A mark on the row of index 1 is ignored (the row counts
 // as unmarked). With no mark: message TAPE_SPLIT_NO_POINT; when the header
-// or the tape cannot be read: TAPE_SPLIT_CANNOT_READ; in both cases nothing
+// or the tape cannot be read: TAPE_SPLIT_CANNOT_READ; when the report's
+// offsets do not fit the tape (reportcheck.h): why; in these cases nothing
 // is written and ok is false.
 //
 // Each piece holds the source's first 16 header bytes, its own length as
 // the 32-bit little-endian data size, then the source bytes [start, end).
-// A piece that cannot be read (empty, negative or short span) is not written
-// and does not use a number; one whose file cannot be created uses its
-// number and is skipped silently. Each piece written logs
-// "Filename: %s - Start: %d - End: %d - Block len: %d\n" with its name or
-// "(none)", start, end - 1 and the length.
+// An empty span is not written and does not use a number. A piece that
+// cannot be created, read or written uses its number, is not left behind,
+// and is named in `failed`, the log ("Not written: NAME - why") and the
+// message (TAPE_SPLIT_FAILED and one line per failure); ok is then false.
+// Each piece written logs
+// "Filename: %s - Start: %lld - End: %lld - Block len: %lld\n" with its name
+// or "(none)", start, end - 1 and the length.
 SplitResult tape_split_write(const std::string &tape_path, const std::vector<ReportEntry> &rows,
-                             int32_t total_size);
+                             int64_t total_size);

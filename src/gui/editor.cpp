@@ -116,5 +116,5 @@ void tape_editor_save_as()
 {
     if (!report_has_been_produced())
         return;
-    editor_dialog(tape_editor_save(tested_tape(), report_model_entries()).message);
+    editor_dialog(tape_editor_save(tested_tape(), report_model_entries(), report_get_total_size()).message);
 }

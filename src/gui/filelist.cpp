@@ -33,9 +33,10 @@ void on_show_in_analysis_activate(GtkMenuItem *item, gpointer view_name)
     GtkTreeIter iter;
     if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(view), &model, &iter))
         return;
-    gint start = 0;
+    gint64 start = 0;  // offset columns are 64-bit in every file list
     gtk_tree_model_get(model, &iter, offset_column, &start, -1);
-    tape_analysis_move_to_tape_offset(guint64(start));
+    if (start >= 0)
+        tape_analysis_move_to_tape_offset(guint64(start));
 }
 
 } // namespace

@@ -35,7 +35,7 @@ GtkTreeView *row_list() { return GTK_TREE_VIEW(page_widget("treeview_cbm_file_re
 
 void set_label(const char *name, const std::string &text) { gtk_label_set_text(GTK_LABEL(page_widget(name)), text.c_str()); }
 
-void set_label(const char *name, int value) { set_label(name, std::to_string(value)); }
+void set_label(const char *name, int64_t value) { set_label(name, std::to_string(value)); }
 
 void set_result_text(const std::string &text)
 {
@@ -62,8 +62,9 @@ void reset_labels()
 
 GtkListStore *build_region_model(const RepairRegion &region)
 {
-    GtkListStore *model = gtk_list_store_new(REPAIR_COLUMNS, G_TYPE_BOOLEAN, G_TYPE_INT, G_TYPE_INT, G_TYPE_STRING,
-                                             G_TYPE_STRING, G_TYPE_INT, G_TYPE_INT, G_TYPE_INT, G_TYPE_INT);
+    // Pulses and offsets are 64-bit, as in the report's file list.
+    GtkListStore *model = gtk_list_store_new(REPAIR_COLUMNS, G_TYPE_BOOLEAN, G_TYPE_INT, G_TYPE_INT64, G_TYPE_STRING,
+                                             G_TYPE_STRING, G_TYPE_INT64, G_TYPE_INT64, G_TYPE_INT64, G_TYPE_INT64);
     for (size_t i = 0; i < region.rows.size(); ++i) {
         const RepairRow &row = region.rows[i];
         GtkTreeIter iter;
@@ -226,6 +227,6 @@ void cbm_file_repair_select_all()
 void cbm_file_repair_fix_all()
 {
     const std::string tape = utf8_path_lasttestedTAP ? utf8_path_lasttestedTAP : "";
-    const std::string message = cbm_repair_fix(tape, report_model_entries(), analysis);
+    const std::string message = cbm_repair_fix(tape, report_model_entries(), analysis, report_get_total_size());
     common_create_friendly_dialog(_(CBM_REPAIR_TITLE), message.c_str());
 }

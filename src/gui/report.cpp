@@ -141,8 +141,8 @@ void report_module_init()
     build_file_types_view();
     hashtable = create_hashtable();
     file_list_model = gtk_list_store_new(
-        REPORT_COLUMNS, G_TYPE_INT, G_TYPE_INT, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_INT, G_TYPE_INT,
-        G_TYPE_INT, G_TYPE_INT, G_TYPE_INT, G_TYPE_DOUBLE, G_TYPE_DOUBLE, G_TYPE_STRING, G_TYPE_STRING,
+        REPORT_COLUMNS, G_TYPE_INT, G_TYPE_INT, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_INT64, G_TYPE_INT64,
+        G_TYPE_INT64, G_TYPE_INT64, G_TYPE_INT64, G_TYPE_DOUBLE, G_TYPE_DOUBLE, G_TYPE_STRING, G_TYPE_STRING,
         G_TYPE_STRING, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_BOOLEAN, G_TYPE_BOOLEAN, G_TYPE_BOOLEAN);
     gtk_tree_sortable_set_sort_column_id(GTK_TREE_SORTABLE(file_list_model), REPORT_INDEX, GTK_SORT_ASCENDING);
     build_file_list_view();
@@ -232,7 +232,7 @@ gboolean report_has_been_produced()
     return totals.total_size > 0;
 }
 
-gint32 report_get_total_size()
+gint64 report_get_total_size()
 {
     return totals.total_size;
 }

@@ -8,7 +8,9 @@
 #include <vector>
 
 // Columns of the shared file list model; the numbers are a contract between
-// the report, the summary export and the tape tools.
+// the report, the summary export and the tape tools. Offsets and pulse
+// counts (REPORT_START .. REPORT_PULSES) are 64-bit (G_TYPE_INT64): a
+// report is untrusted text, and tapes may pass 2 GB.
 enum ReportColumn {
     REPORT_INDEX, REPORT_COVERAGE, REPORT_TYPE, REPORT_NAME, REPORT_START, REPORT_INNER_START,
     REPORT_INNER_END, REPORT_END, REPORT_PULSES, REPORT_START_FRACTION, REPORT_END_FRACTION,
@@ -25,7 +27,7 @@ void report_read_report_file_interactive(int batch);
 void report_set_textview_text(const gchar *text);
 void report_set_type(int page);
 gboolean report_has_been_produced();
-gint32 report_get_total_size();
+gint64 report_get_total_size();
 // The rows of the file list model, in its current order.
 std::vector<ReportEntry> report_model_entries();
 // The tape path named by the report, or null.

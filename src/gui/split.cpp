@@ -115,7 +115,7 @@ void split_analyze()
     common_create_friendly_dialog(_(TAPE_SPLIT_ANALYSIS_TITLE), _(TAPE_SPLIT_ANALYSIS_DONE));
 }
 
-void split_split(gint32 total_size)
+void split_split(gint64 total_size)
 {
     const SplitResult result = tape_split_write(tested_tape(), report_model_entries(), total_size);
     common_append_log_textview(result.log.c_str());

@@ -5,5 +5,5 @@
 
 void split_module_init();
 void split_analyze();
-void split_split(gint32 total_size);
+void split_split(gint64 total_size);
 GtkWidget *create_popupmenu_file_split();

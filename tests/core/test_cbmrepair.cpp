@@ -72,6 +72,9 @@ std::vector<ReportEntry> faulty_first_rows()
             other(6, "PAUSE", 171, 419)};
 }
 
+// Data size of the tapes that make_tape(400) makes, as their reports give it.
+constexpr int64_t TOTAL = 400;
+
 // The source tape: a header with a wrong size field, then bytes that tell their offset.
 std::string make_tape(std::size_t data_size)
 {
@@ -177,6 +180,7 @@ TEST(RepairAnalyze, AnyOtherRowStopsTheRegion)
 {
     std::vector<ReportEntry> rows = healthy_first_rows();
     rows.insert(rows.begin() + 3, other(99, "TURBOTAPE-250 DATA", 130, 130));
+    rows[4].start = 131;  // the debris follows the turbo block on the tape
     rows.push_back(other(100, "UNRECOGNIZED", 420, 500));
     EXPECT_EQ(cbm_repair_analyze(rows).regions[0].row_count, 1);
 }
@@ -366,7 +370,7 @@ TEST_F(RepairFix, HealthyFirstTwinReplacesTheRepeatWithItsPulsesAndALongEnding)
     const std::string before = sha256_of_file(path);
     const std::vector<ReportEntry> rows = healthy_first_rows();
     const RepairAnalysis a = cbm_repair_analyze(rows);
-    EXPECT_EQ(cbm_repair_fix(path, rows, a), "Operation finished. Check file:\nrepaired_game.tap");
+    EXPECT_EQ(cbm_repair_fix(path, rows, a, TOTAL), "Operation finished. Check file:\nrepaired_game.tap");
     EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS + span(tape, 155, 420)));
     EXPECT_EQ(sha256_of_file(path), before);
@@ -377,7 +381,7 @@ TEST_F(RepairFix, HealthyRepeatTwinGivesTheShortEnding)
     const std::string tape = make_tape(400);
     const std::string path = write("game.tap", tape);
     const std::vector<ReportEntry> rows = faulty_first_rows();
-    cbm_repair_fix(path, rows, cbm_repair_analyze(rows));
+    cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL);
     EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 30) + span(tape, 131, 181) + V0 + span(tape, 121, 420)));
 }
@@ -389,7 +393,7 @@ TEST_F(RepairFix, UntickingTheSecondRowKeepsTheDebris)
     const std::vector<ReportEntry> rows = faulty_first_rows();
     RepairAnalysis a = cbm_repair_analyze(rows);
     cbm_repair_toggle_tick(a.regions[0], 1);
-    cbm_repair_fix(path, rows, a);
+    cbm_repair_fix(path, rows, a, TOTAL);
     EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 30) + span(tape, 131, 181) + V0 + span(tape, 70, 420)));
 }
@@ -403,7 +407,7 @@ TEST_F(RepairFix, ExcludedRegionsGiveACopyWithACorrectedSize)
     RepairAnalysis a = cbm_repair_analyze(rows);
     for (RepairRegion &r : a.regions)
         cbm_repair_set_include(r, false);
-    EXPECT_EQ(cbm_repair_fix(path, rows, a), "Operation finished. Check file:\nrepaired_game.tap");
+    EXPECT_EQ(cbm_repair_fix(path, rows, a, TOTAL), "Operation finished. Check file:\nrepaired_game.tap");
     const std::string repaired = read_file_or_missing(dir + "/repaired_game.tap");
     EXPECT_EQ(repaired, sized(tape));
     EXPECT_EQ(repaired.substr(16, 4), std::string("\x90\x01\x00\x00", 4));
@@ -416,12 +420,12 @@ TEST_F(RepairFix, TwoRegionsAndOneLeftOut)
     std::vector<ReportEntry> rows = healthy_first_rows();
     rows[5].checkbyte = "FAIL";
     RepairAnalysis a = cbm_repair_analyze(rows);
-    cbm_repair_fix(path, rows, a);
+    cbm_repair_fix(path, rows, a, TOTAL);
     EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS + span(tape, 155, 175) +
                     span(tape, 270, 365) + V0 + span(tape, 260, 420)));
     cbm_repair_set_include(a.regions[0], false);
-    cbm_repair_fix(path, rows, a);
+    cbm_repair_fix(path, rows, a, TOTAL);
     EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
               sized(span(tape, 0, 175) + span(tape, 270, 365) + V0 + span(tape, 260, 420)));
 }
@@ -431,14 +435,14 @@ TEST_F(RepairFix, NothingFixableIsReportedAndNothingWritten)
     const std::string path = write("game.tap", make_tape(400));
     const std::vector<ReportEntry> rows = {cbm(1, HEADER, true, false, 20, 30, 60, 69),
                                            cbm(2, HEADER, false, false, 80, 90, 120, 129)};
-    EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows)), "No file to repair.");
+    EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL), "No file to repair.");
     EXPECT_EQ(files(), std::vector<std::string>({"game.tap"}));
 }
 
 TEST_F(RepairFix, MissingSourceIsReported)
 {
     const std::vector<ReportEntry> rows = healthy_first_rows();
-    EXPECT_EQ(cbm_repair_fix(dir + "/gone.tap", rows, cbm_repair_analyze(rows)), "Could not open source TAP.");
+    EXPECT_EQ(cbm_repair_fix(dir + "/gone.tap", rows, cbm_repair_analyze(rows), TOTAL), "Could not open source TAP.");
     EXPECT_TRUE(files().empty());
 }
 
@@ -448,7 +452,7 @@ TEST_F(RepairFix, DestinationThatCannotBeCreatedIsReported)
     const std::string before = sha256_of_file(path);
     g_mkdir((dir + "/repaired_game.tap").c_str(), 0700);
     const std::vector<ReportEntry> rows = healthy_first_rows();
-    EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows)), "Could not create destination TAP.");
+    EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL), "Could not create destination TAP.");
     EXPECT_EQ(sha256_of_file(path), before);
 }
 
@@ -458,14 +462,16 @@ TEST_F(RepairFix, DestinationBesideTheSourceWithItsNameAndOverwritten)
     const std::string path = write("Spiel 'Ä' 1.TAP", tape);
     write("repaired_Spiel 'Ä' 1.TAP", std::string(5000, 'x'));
     const std::vector<ReportEntry> rows = faulty_first_rows();
-    EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows)),
+    EXPECT_EQ(cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL),
               "Operation finished. Check file:\nrepaired_Spiel 'Ä' 1.TAP");
     EXPECT_EQ(read_file_or_missing(dir + "/repaired_Spiel 'Ä' 1.TAP"),
               sized(span(tape, 0, 30) + span(tape, 131, 181) + V0 + span(tape, 121, 420)));
     EXPECT_EQ(cbm_repair_destination_name("/a/b c/x.tap"), "repaired_x.tap");
 }
 
-TEST_F(RepairFix, SpansThatCannotBeReadAreLeftOutSilently)
+// A report is untrusted text: offsets that do not fit the tape are refused
+// before anything is written, never cut at.
+TEST_F(RepairFix, OffsetsOutsideTheTapeAreRefusedAndNothingIsWritten)
 {
     const std::string tape = make_tape(400);
     const std::string path = write("game.tap", tape);
@@ -473,17 +479,54 @@ TEST_F(RepairFix, SpansThatCannotBeReadAreLeftOutSilently)
     rows[0].inner_start = 400;  // the twin's span runs past the end of the file
     rows[0].inner_end = 500;
     const RepairAnalysis a = cbm_repair_analyze(rows);
-    EXPECT_EQ(cbm_repair_fix(path, rows, a), "Operation finished. Check file:\nrepaired_game.tap");
-    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"), sized(span(tape, 0, 90) + V0 + SHORTS + span(tape, 155, 420)));
+    const std::string message = cbm_repair_fix(path, rows, a, TOTAL);
+    EXPECT_NE(message.find("Entry 1 of the report"), std::string::npos) << message;
+    EXPECT_NE(message.find("Nothing was written."), std::string::npos) << message;
+    EXPECT_EQ(files(), std::vector<std::string>({"game.tap"}));
 }
 
-TEST_F(RepairFix, TailPastTheEndOfTheSourceIsLeftOut)
+TEST_F(RepairFix, DebrisClaimedPastTheEndOfTheSourceIsRefused)
+{
+    const std::string path = write("game.tap", make_tape(400));
+    const std::string before = sha256_of_file(path);
+    std::vector<ReportEntry> rows = healthy_first_rows();
+    rows[3] = other(4, "UNRECOGNIZED", 130, 600);  // the report claims debris beyond the file
+    const std::string message = cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL);
+    EXPECT_NE(message.find("lies outside the tape"), std::string::npos) << message;
+    EXPECT_EQ(files(), std::vector<std::string>({"game.tap"}));
+    EXPECT_EQ(sha256_of_file(path), before);
+}
+
+TEST_F(RepairFix, AReportOfAnotherSizeIsRefused)
+{
+    const std::string path = write("game.tap", make_tape(400));
+    const std::vector<ReportEntry> rows = healthy_first_rows();
+    const std::string message = cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL + 1);
+    EXPECT_NE(message.find("has changed since it was tested"), std::string::npos) << message;
+    EXPECT_EQ(files(), std::vector<std::string>({"game.tap"}));
+}
+
+// Offsets near 2^31 used to overflow 32-bit arithmetic; they are refused now.
+TEST_F(RepairFix, OffsetsNearTwoToThe31AreRefused)
+{
+    const std::string path = write("game.tap", make_tape(400));
+    std::vector<ReportEntry> rows = faulty_first_rows();
+    rows[5] = other(6, "PAUSE", 171, 0x7FFFFFFFLL);
+    const std::string message = cbm_repair_fix(path, rows, cbm_repair_analyze(rows), TOTAL);
+    EXPECT_NE(message.find("lies outside the tape"), std::string::npos) << message;
+    EXPECT_EQ(files(), std::vector<std::string>({"game.tap"}));
+}
+
+// The list may be sorted by any column: the analysis and the fix follow the tape.
+TEST_F(RepairFix, RowsSortedOtherwiseGiveTheSameRepair)
 {
     const std::string tape = make_tape(400);
     const std::string path = write("game.tap", tape);
     std::vector<ReportEntry> rows = healthy_first_rows();
-    rows[3] = other(4, "UNRECOGNIZED", 130, 600);  // the report claims debris beyond the file
+    std::sort(rows.begin(), rows.end(), [](const ReportEntry &a, const ReportEntry &b) { return a.pulses > b.pulses; });
     const RepairAnalysis a = cbm_repair_analyze(rows);
-    cbm_repair_fix(path, rows, a);
-    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"), sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS));
+    ASSERT_EQ(a.fixable_count, 1);
+    EXPECT_EQ(cbm_repair_fix(path, rows, a, TOTAL), "Operation finished. Check file:\nrepaired_game.tap");
+    EXPECT_EQ(read_file_or_missing(dir + "/repaired_game.tap"),
+              sized(span(tape, 0, 90) + span(tape, 30, 80) + V0 + SHORTS + span(tape, 155, 420)));
 }

@@ -281,21 +281,58 @@ TEST(ReportParse, TotalSizeOfOneGivesFractionsOfOne)
     EXPECT_DOUBLE_EQ(e.end_fraction, 1.0);
 }
 
-TEST(ReportParse, NegativeTapSizeIsReducedAsUnsigned)
+// A report is a text anyone can edit: a negative size is no size at all.
+TEST(ReportParse, NegativeTapSizeLeavesTheSizeUnknown)
 {
     const ParsedReport r = parse_text(header("-5") +
                                       "File Type: PAUSE\n"
                                       "Location: $0000 -> $0000 -> $0009 -> $0009\n");
-    EXPECT_EQ(r.totals.total_size, -25);
+    EXPECT_EQ(r.totals.total_size, 0);
     ASSERT_EQ(r.entries.size(), 1u);
     const ReportEntry &e = r.entries[0];
-    EXPECT_EQ(e.start, 0);
-    EXPECT_EQ(e.end, 9);
-    EXPECT_EQ(e.pulses, 10);
-    EXPECT_EQ(e.coverage, -39);                    // (1000 + (-12)) / -25, truncated toward zero
-    EXPECT_DOUBLE_EQ(e.start_fraction, 1.0);       // total_size < 2
-    EXPECT_DOUBLE_EQ(e.end_fraction, 1.0);
+    EXPECT_EQ(e.start, 0);                         // unset while the size is unknown
+    EXPECT_EQ(e.pulses, 0);
     EXPECT_EQ(r.totals.recognized_size, 10);
+}
+
+TEST(ReportParse, TapSizeOverTwoGigabytesIsReadAsItIs)
+{
+    const ParsedReport r = parse_text(header("3000000020") +
+                                      "File Type: PAUSE\n"
+                                      "Location: $B2D05E00 -> $B2D05E00 -> $B2D05E13 -> $B2D05E13\n");
+    EXPECT_EQ(r.totals.total_size, 3000000000LL);
+    ASSERT_EQ(r.entries.size(), 1u);
+    EXPECT_EQ(r.entries[0].start, 0xB2D05E00LL);   // above 2^31: no sign flip
+    EXPECT_EQ(r.entries[0].end, 0xB2D05E13LL);
+    EXPECT_EQ(r.entries[0].pulses, 20);
+    EXPECT_DOUBLE_EQ(r.entries[0].start_fraction, double(0xB2D05E00LL) / 3000000000.0);
+}
+
+TEST(ReportParse, OffsetsNearTwoToThe31DoNotWrap)
+{
+    const ParsedReport r = parse_text(header("1044") +
+                                      "File Type: UNRECOGNIZED\n"
+                                      "Location: $7FFFFFF0 -> $7FFFFFF0 -> $80000010 -> $80000010\n"
+                                      "File Type: PAUSE\n"
+                                      "Location: $0014 -> $0014 -> $FFFFFFFFFF -> $FFFFFFFFFF\n");
+    ASSERT_EQ(r.entries.size(), 2u);
+    EXPECT_EQ(r.entries[0].start, 0x7FFFFFF0LL);
+    EXPECT_EQ(r.entries[0].end, 0x80000010LL);
+    EXPECT_EQ(r.entries[0].pulses, 0x21);
+    EXPECT_EQ(r.entries[1].end, 0xFFFFFFFFFFLL);
+    EXPECT_EQ(r.entries[1].pulses, 0xFFFFFFFFFFLL + 1 - 0x14);
+}
+
+TEST(ReportParse, HugeNumbersAreClamped)
+{
+    const ParsedReport r = parse_text(header("99999999999999999999999") +
+                                      "File Type: PAUSE\n"
+                                      "Location: $FFFFFFFFFFFFFFFFFFFF -> $0 -> $0 -> $FFFFFFFFFFFFFFFF\n");
+    EXPECT_EQ(r.totals.total_size, REPORT_OFFSET_MAX - 20);
+    ASSERT_EQ(r.entries.size(), 1u);
+    EXPECT_EQ(r.entries[0].start, REPORT_OFFSET_MAX);
+    EXPECT_EQ(r.entries[0].end, REPORT_OFFSET_MAX);
+    EXPECT_EQ(r.entries[0].pulses, 1);
 }
 
 TEST(ReportParse, TapSizeWithoutNumberIsSkipped)

@@ -309,3 +309,50 @@ TEST(SummaryName, BaseNameOfTheReportTapePath)
     EXPECT_EQ(summary_suggested_name("/home/user/tapes/game.tap"), "game.tap_report.html");
     EXPECT_EQ(summary_suggested_name("clean.game.TAP"), "clean.game.TAP_report.html");
 }
+
+// File names come from tape data: whatever they hold, they are text on the
+// page, never markup, and the page stays well-formed.
+TEST(SummaryHtml, NamesFromTheTapeAreEscaped)
+{
+    ReportEntry e = entry("C64 ROM-TAPE HEADER");
+    e.index = 1;
+    e.name = "<IMG SRC=X> & \"Q\" 'A'";
+    e.crc32 = "1<2";
+    e.load_address = "08&1";
+    e.read_errors = "3>";
+    const std::string page = summary_html("a<b>&c.tap", {e});
+    EXPECT_EQ(page.find("<IMG"), std::string::npos);
+    EXPECT_NE(page.find("<td class=\"left\">&lt;IMG SRC=X&gt; &amp; &quot;Q&quot; &apos;A&apos;</td>\n"),
+              std::string::npos)
+        << page;
+    EXPECT_NE(page.find("<td>1&lt;2</td>"), std::string::npos);
+    EXPECT_NE(page.find("<td>08&amp;1</td>"), std::string::npos);
+    EXPECT_NE(page.find("<td>3&gt;</td>"), std::string::npos);
+    EXPECT_NE(page.find("<title>Quillmar Front End Summary Report for a&lt;b&gt;&amp;c.tap</title>"),
+              std::string::npos);
+    // Every "<" on the page opens one of the page's own elements.
+    for (std::size_t at = page.find('<'); at != std::string::npos; at = page.find('<', at + 1)) {
+        const std::string tag = page.substr(at, 6);
+        EXPECT_TRUE(tag.rfind("<td", 0) == 0 || tag.rfind("</", 0) == 0 || tag.rfind("<tr", 0) == 0 ||
+                    tag.rfind("<th", 0) == 0 || tag.rfind("<t", 0) == 0 || tag.rfind("<div", 0) == 0 ||
+                    tag.rfind("<span", 0) == 0 || tag.rfind("<!DOC", 0) == 0 || tag.rfind("<head", 0) == 0 ||
+                    tag.rfind("<meta", 0) == 0 || tag.rfind("<link", 0) == 0 || tag.rfind("<style", 0) == 0 ||
+                    tag.rfind("<body", 0) == 0)
+            << tag;
+    }
+}
+
+TEST(SummaryHtml, InvalidUtf8InANameIsReplaced)
+{
+    ReportEntry e = entry("C64 ROM-TAPE HEADER");
+    e.name = std::string("GAME\xFF\xFE");
+    const std::string page = summary_html("t.tap", {e});
+    EXPECT_TRUE(g_utf8_validate(page.c_str(), static_cast<gssize>(page.size()), nullptr));
+    EXPECT_NE(page.find("<td class=\"left\">GAME"), std::string::npos);
+}
+
+TEST(SummaryCell, PlainTextsAreUnchanged)
+{
+    EXPECT_EQ(summary_cell_text(std::string("FAIL")), "FAIL");
+    EXPECT_EQ(summary_cell_text(std::string("GAME 2")), "GAME 2");
+}

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -36,6 +37,9 @@ Bytes source_tape()
         b[offset] = offset < 20 ? head[offset] : static_cast<uint8_t>(offset + 100);
     return b;
 }
+
+// Data size of the source tape (its report's "TAP Size" less the header).
+constexpr int64_t TOTAL = 80;
 
 // Rows of the source tape: a gap at 30..31 and a tail at 90..99 that no row covers.
 std::vector<ReportEntry> source_rows()
@@ -122,7 +126,7 @@ protected:
     {
         const std::string path = write(name, source);
         const std::string before = checksum(read(path));
-        const TapeEditResult result = tape_editor_save(path, rows);
+        const TapeEditResult result = tape_editor_save(path, rows, TOTAL);
         EXPECT_TRUE(result.written);
         EXPECT_EQ(result.message, "Operation finished. Check file:\nedited_" + name);
         EXPECT_EQ(result.output_path, dir + "/edited_" + name);
@@ -175,32 +179,110 @@ TEST_F(TapeEdit, ConsecutiveExcludedRowsCopyOnce)
     EXPECT_EQ(save(rows), sized(join({slice(source, 0, 29), slice(source, 60, 89)})));
 }
 
-TEST_F(TapeEdit, TheWalkFollowsTheListsOrder)
+// The list may be sorted by any column; the tape is still written forward,
+// once, in tape order (sorted by coverage, "Exclude Unrecognized" used to
+// write a tape larger than its source with a header twice).
+TEST_F(TapeEdit, TheWalkFollowsTheTapeWhateverTheListsOrder)
 {
-    // Sorted by pulses: rows 1 (10), 3 (10), 2 (18), 4 (30); row 3 excluded.
     std::vector<ReportEntry> rows = source_rows();
     rows[2].excluded = true;
-    EXPECT_EQ(save({rows[0], rows[2], rows[1], rows[3]}), sized(join({slice(source, 0, 29), slice(source, 32, 89)})));
-
-    // Backwards through the file: the first run is 0..89, then 20..49.
-    EXPECT_EQ(save({rows[3], rows[2], rows[0], rows[1]}), sized(join({slice(source, 0, 89), slice(source, 20, 49)})));
+    const Bytes expected = sized(join({slice(source, 0, 49), slice(source, 60, 89)}));
+    // Sorted by pulses: rows 1 (10), 3 (10), 2 (18), 4 (30).
+    EXPECT_EQ(save({rows[0], rows[2], rows[1], rows[3]}), expected);
+    // Backwards through the file.
+    EXPECT_EQ(save({rows[3], rows[2], rows[1], rows[0]}), expected);
+    EXPECT_EQ(save({rows[2], rows[3], rows[0], rows[1]}), expected);
 }
 
-TEST_F(TapeEdit, AReversedRunIsLeftOut)
+TEST_F(TapeEdit, ARowBeyondTheFileIsRefusedAndNothingIsWritten)
 {
-    // Run start 60 (row 4), run end 29 (row 1): nothing to copy.
+    std::vector<ReportEntry> rows = {row(1, "PAUSE", 20, 49), row(2, "UNRECOGNIZED", 50, 59, true),
+                                     row(3, "C64 ROM-TAPE DATA", 60, 150)};
+    const std::string path = write("game.tap", source);
+    const TapeEditResult result = tape_editor_save(path, rows, TOTAL);
+    EXPECT_FALSE(result.written);
+    EXPECT_NE(result.message.find("Entry 3 of the report (offsets 60 to 150) lies outside the tape"),
+              std::string::npos)
+        << result.message;
+    EXPECT_NE(result.message.find("Nothing was written."), std::string::npos);
+    EXPECT_FALSE(exists("edited_game.tap"));
+    EXPECT_EQ(read(path), source);
+}
+
+TEST_F(TapeEdit, OverlappingOrBackwardRowsAreRefused)
+{
+    const std::string path = write("game.tap", source);
+    const std::vector<std::vector<ReportEntry>> bad = {
+        {row(1, "PAUSE", 20, 49), row(2, "UNRECOGNIZED", 40, 59, true), row(3, "PAUSE", 60, 99)},  // overlap
+        {row(1, "PAUSE", 20, 49), row(2, "UNRECOGNIZED", 59, 50, true), row(3, "PAUSE", 60, 99)},  // backwards
+        {row(1, "PAUSE", 10, 49), row(2, "UNRECOGNIZED", 50, 59, true)},                           // in the header
+        {row(1, "PAUSE", 60, 99), row(2, "UNRECOGNIZED", 20, 59, true)},  // entry 2 comes before entry 1
+    };
+    for (const std::vector<ReportEntry> &rows : bad) {
+        const TapeEditResult result = tape_editor_save(path, rows, TOTAL);
+        EXPECT_FALSE(result.written);
+        EXPECT_NE(result.message.find("Nothing was written."), std::string::npos) << result.message;
+        EXPECT_FALSE(exists("edited_game.tap"));
+    }
+    EXPECT_EQ(read(path), source);
+}
+
+TEST_F(TapeEdit, AReportOfAnotherSizeIsRefused)
+{
+    std::vector<ReportEntry> rows = source_rows();
+    rows[0].excluded = true;
+    const std::string path = write("game.tap", source);
+    const TapeEditResult result = tape_editor_save(path, rows, TOTAL + 20);
+    EXPECT_FALSE(result.written);
+    EXPECT_NE(result.message.find("The tape is 100 bytes long, but its report gives 120 bytes"), std::string::npos)
+        << result.message;
+    EXPECT_FALSE(exists("edited_game.tap"));
+}
+
+// Offsets near 2^31 used to wrap around in 32-bit arithmetic.
+TEST_F(TapeEdit, OffsetsNearTwoToThe31AreRefused)
+{
+    std::vector<ReportEntry> rows = {row(1, "PAUSE", 20, 49), row(2, "UNRECOGNIZED", 50, 59, true)};
+    rows.push_back(row(3, "PAUSE", 60, 0));
+    rows[2].end = 0x7FFFFFFFLL;
+    const std::string path = write("game.tap", source);
+    const TapeEditResult result = tape_editor_save(path, rows, TOTAL);
+    EXPECT_FALSE(result.written);
+    EXPECT_NE(result.message.find("lies outside the tape"), std::string::npos) << result.message;
+    EXPECT_FALSE(exists("edited_game.tap"));
+}
+
+// A write that fails (here: a full device) is said, and no edited tape is left.
+TEST_F(TapeEdit, AFailedWriteIsReportedAndLeavesNoFile)
+{
+    if (!g_file_test("/dev/full", G_FILE_TEST_EXISTS))
+        GTEST_SKIP() << "no /dev/full";
     std::vector<ReportEntry> rows = source_rows();
     rows[2].excluded = true;
-    EXPECT_EQ(save({rows[2], rows[3], rows[0]}), sized(slice(source, 0, 19)));
+    const std::string path = write("game.tap", source);
+    ASSERT_EQ(symlink("/dev/full", (dir + "/edited_game.tap").c_str()), 0);
+    const TapeEditResult result = tape_editor_save(path, rows, TOTAL);
+    EXPECT_FALSE(result.written);
+    EXPECT_NE(result.message.find("The edited tape could not be written"), std::string::npos) << result.message;
+    EXPECT_NE(result.message.find("No space left on device"), std::string::npos) << result.message;
+    EXPECT_FALSE(g_file_test((dir + "/edited_game.tap").c_str(), G_FILE_TEST_IS_SYMLINK));
+    EXPECT_EQ(read(path), source);
 }
 
-TEST_F(TapeEdit, ARangeBeyondTheFileIsLeftOutSilently)
+TEST(TapeEditCut, MoreThanHalfOfTheTapeAsksFirst)
 {
-    // The first run 0..150 cannot be read whole; the tail run 60..89 can, and
-    // its bytes 16..19 then take the size field (30 bytes, 10 after "the header").
-    std::vector<ReportEntry> rows = {row(1, "PAUSE", 20, 150), row(2, "UNRECOGNIZED", 50, 59, true),
-                                     row(3, "C64 ROM-TAPE DATA", 60, 89)};
-    EXPECT_EQ(save(rows), sized(slice(source, 60, 89)));
+    std::vector<ReportEntry> rows = source_rows();  // 10, 18, 10 and 30 bytes of 80
+    EXPECT_FALSE(tape_editor_cut_needs_confirmation(rows, TOTAL));
+    rows[3].excluded = true;  // 30 of 80
+    EXPECT_FALSE(tape_editor_cut_needs_confirmation(rows, TOTAL));
+    EXPECT_EQ(tape_editor_excluded_percent(rows, TOTAL), 38);
+    rows[2].excluded = true;  // 40 of 80: half, not more
+    EXPECT_FALSE(tape_editor_cut_needs_confirmation(rows, TOTAL));
+    rows[0].excluded = true;  // 50 of 80
+    EXPECT_TRUE(tape_editor_cut_needs_confirmation(rows, TOTAL));
+    EXPECT_EQ(tape_editor_excluded_bytes(rows), 50);
+    EXPECT_EQ(tape_editor_excluded_percent(rows, TOTAL), 63);
+    EXPECT_FALSE(tape_editor_cut_needs_confirmation(rows, 0));
 }
 
 TEST_F(TapeEdit, NamesWithBlanksApostrophesAndNonAscii)
@@ -226,7 +308,7 @@ TEST_F(TapeEdit, OnlyTapPathsAreSaved)
     rows[0].excluded = true;
     for (const char *name : {"game.DMP", "game.Tap", "game.tap.bak", "tap"}) {
         const std::string path = write(name, source);
-        const TapeEditResult result = tape_editor_save(path, rows);
+        const TapeEditResult result = tape_editor_save(path, rows, TOTAL);
         EXPECT_FALSE(result.written) << name;
         EXPECT_EQ(result.message, "You can only save TAP files.");
         EXPECT_FALSE(exists(std::string("edited_") + name));
@@ -236,10 +318,10 @@ TEST_F(TapeEdit, OnlyTapPathsAreSaved)
 TEST_F(TapeEdit, NoExcludedRowIsNoChange)
 {
     const std::string path = write("game.tap", source);
-    TapeEditResult result = tape_editor_save(path, source_rows());
+    TapeEditResult result = tape_editor_save(path, source_rows(), TOTAL);
     EXPECT_FALSE(result.written);
     EXPECT_EQ(result.message, "No changes to save.");
-    result = tape_editor_save(path, {});
+    result = tape_editor_save(path, {}, TOTAL);
     EXPECT_EQ(result.message, "No changes to save.");
     EXPECT_FALSE(exists("edited_game.tap"));
 }
@@ -248,7 +330,7 @@ TEST_F(TapeEdit, MissingSourceAndUncreatableDestination)
 {
     std::vector<ReportEntry> rows = source_rows();
     rows[0].excluded = true;
-    TapeEditResult result = tape_editor_save(dir + "/absent.tap", rows);
+    TapeEditResult result = tape_editor_save(dir + "/absent.tap", rows, TOTAL);
     EXPECT_FALSE(result.written);
     EXPECT_EQ(result.message, "Could not open source TAP.");
     EXPECT_FALSE(exists("edited_absent.tap"));
@@ -256,7 +338,7 @@ TEST_F(TapeEdit, MissingSourceAndUncreatableDestination)
     // A folder in the destination's place cannot be opened for writing.
     const std::string path = write("game.tap", source);
     ASSERT_EQ(g_mkdir((dir + "/edited_game.tap").c_str(), 0700), 0);
-    result = tape_editor_save(path, rows);
+    result = tape_editor_save(path, rows, TOTAL);
     EXPECT_FALSE(result.written);
     EXPECT_EQ(result.message, "Could not create destination TAP.");
     EXPECT_EQ(read(path), source);

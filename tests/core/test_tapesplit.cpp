@@ -10,10 +10,11 @@
 #include <cstdint>
 #include <string>
 #include <vector>
+#include <unistd.h>
 
 namespace {
 
-ReportEntry row(int index, const char *type, const char *name = "", int start = 0, int pulses = 0)
+ReportEntry row(int index, const char *type, const char *name = "", int64_t start = 0, int64_t pulses = 0)
 {
     ReportEntry e;
     e.index = index;
@@ -325,34 +326,60 @@ TEST_F(SplitWrite, FirstPieceTakesTheFirstNameBeforeTheMarkAndLaterPiecesTheirMa
     EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
 }
 
-TEST_F(SplitWrite, EmptyPieceIsNotWrittenAndKeepsItsNumber)
-{
-    const std::string tape = make_tape(100);
-    const std::string path = write("t.tap", tape);
-    std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 40), row(2, "X", "B", 60, 0), row(3, "X", "C", 60, 60)};
-    rows[1].split_mark = rows[2].split_mark = true;
-    const SplitResult result = tape_split_write(path, rows, 100);
-    EXPECT_EQ(result.log, "Results of the split:\n"
-                          "Filename: A - Start: 20 - End: 59 - Block len: 40\n"
-                          "Filename: C - Start: 60 - End: 119 - Block len: 60\n");
-    EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(A).tap", "splitted-0001-(C).tap", "t.tap"}));
-}
-
-TEST_F(SplitWrite, ShortReadWritesNothingForThatPiece)
+TEST_F(SplitWrite, AReportOfAnotherSizeIsRefusedAndNothingIsWritten)
 {
     const std::string tape = make_tape(100);
     const std::string path = write("t.tap", tape);
     std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 40), row(2, "X", "B", 60, 60)};
     rows[1].split_mark = true;
-    // The report claims more data than the file holds: the last piece cannot be read.
+    // The report claims more data than the file holds.
     const SplitResult result = tape_split_write(path, rows, 101);
-    EXPECT_TRUE(result.ok);
-    EXPECT_EQ(result.message, TAPE_SPLIT_DONE);
-    EXPECT_EQ(result.log, "Results of the split:\nFilename: A - Start: 20 - End: 59 - Block len: 40\n");
-    EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(A).tap", "t.tap"}));
+    EXPECT_FALSE(result.ok);
+    EXPECT_NE(result.message.find("The tape is 120 bytes long, but its report gives 121 bytes"), std::string::npos)
+        << result.message;
+    EXPECT_EQ(result.log, "");
+    EXPECT_EQ(files(), std::vector<std::string>({"t.tap"}));
 }
 
-TEST_F(SplitWrite, PieceThatCannotBeCreatedIsSkippedSilentlyButUsesItsNumber)
+// Offsets near 2^31 used to overflow the piece length and write truncated
+// pieces while reporting success.
+TEST_F(SplitWrite, OffsetsNearTwoToThe31AreRefused)
+{
+    const std::string path = write("t.tap", make_tape(100));
+    std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 40), row(2, "X", "B", 0x7FFFFFF0, 60)};
+    rows[1].split_mark = true;
+    const SplitResult result = tape_split_write(path, rows, 100);
+    EXPECT_FALSE(result.ok);
+    EXPECT_NE(result.message.find("Entry 2 of the report"), std::string::npos) << result.message;
+    EXPECT_EQ(files(), std::vector<std::string>({"t.tap"}));
+}
+
+TEST_F(SplitWrite, OverlappingRowsAreRefused)
+{
+    const std::string path = write("t.tap", make_tape(100));
+    std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 50), row(2, "X", "B", 60, 60)};
+    rows[1].split_mark = true;
+    const SplitResult result = tape_split_write(path, rows, 100);
+    EXPECT_FALSE(result.ok);
+    EXPECT_NE(result.message.find("overlaps entry 1"), std::string::npos) << result.message;
+    EXPECT_EQ(files(), std::vector<std::string>({"t.tap"}));
+}
+
+// Whatever the list's order, the pieces follow the tape.
+TEST_F(SplitWrite, RowsSortedOtherwiseGiveTheSamePieces)
+{
+    const std::string tape = make_tape(600);
+    const std::string path = write("t.tap", tape);
+    std::vector<ReportEntry> rows = two_cbm_files();
+    tape_split_analyze(rows);
+    std::reverse(rows.begin(), rows.end());
+    const SplitResult result = tape_split_write(path, rows, 600);
+    EXPECT_TRUE(result.ok);
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0000-(GAME).tap"), piece(tape, 20, 350));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001-(SECOND).tap"), piece(tape, 350, 620));
+}
+
+TEST_F(SplitWrite, PieceThatCannotBeCreatedIsReportedAndUsesItsNumber)
 {
     const std::string tape = make_tape(100);
     const std::string path = write("t.tap", tape);
@@ -360,10 +387,31 @@ TEST_F(SplitWrite, PieceThatCannotBeCreatedIsSkippedSilentlyButUsesItsNumber)
     std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 40), row(2, "X", "B", 60, 60)};
     rows[1].split_mark = true;
     const SplitResult result = tape_split_write(path, rows, 100);
-    EXPECT_EQ(result.message, TAPE_SPLIT_DONE);
-    EXPECT_EQ(result.log, "Results of the split:\nFilename: B - Start: 60 - End: 119 - Block len: 60\n");
+    EXPECT_FALSE(result.ok);
+    EXPECT_EQ(result.message.rfind(TAPE_SPLIT_FAILED, 0), 0u) << result.message;
+    EXPECT_NE(result.message.find("Could not create " + dir + "/splitted-0000-(A).tap"), std::string::npos)
+        << result.message;
+    EXPECT_NE(result.log.find("Not written: splitted-0000-(A).tap - Could not create"), std::string::npos)
+        << result.log;
+    EXPECT_NE(result.log.find("Filename: B - Start: 60 - End: 119 - Block len: 60\n"), std::string::npos);
     EXPECT_EQ(result.written, std::vector<std::string>({dir + "/splitted-0001-(B).tap"}));
     EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001-(B).tap"), piece(tape, 60, 120));
+}
+
+// A piece that fails while being written (a full device) is not left behind.
+TEST_F(SplitWrite, APieceThatCannotBeWrittenIsReportedAndRemoved)
+{
+    if (!g_file_test("/dev/full", G_FILE_TEST_EXISTS))
+        GTEST_SKIP() << "no /dev/full";
+    const std::string tape = make_tape(100);
+    const std::string path = write("t.tap", tape);
+    ASSERT_EQ(symlink("/dev/full", (dir + "/splitted-0001-(B).tap").c_str()), 0);
+    std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 40), row(2, "X", "B", 60, 60)};
+    rows[1].split_mark = true;
+    const SplitResult result = tape_split_write(path, rows, 100);
+    EXPECT_FALSE(result.ok);
+    EXPECT_NE(result.message.find("No space left on device"), std::string::npos) << result.message;
+    EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(A).tap", "t.tap"}));
 }
 
 TEST_F(SplitWrite, ExistingPiecesAreOverwritten)
