@@ -5,7 +5,7 @@
 #include "console/location.h"
 #include "console/operations.h"
 #include "console/options.h"
-#include "console/prgout.h"
+#include "console/prgfolder.h"
 #include "console/report.h"
 #include "core/appinfo.h"
 
@@ -19,19 +19,23 @@ namespace {
 
 // A usage error: said on standard error and in the report the front end will
 // read (the batch report too when the line asked for a batch scan). With
-// -doprg on the line the old PRG files go too, so that none of them passes
-// for a result of this run.
+// -doprg on the line the PRG files of the previous run go too (and nothing
+// else in the folder), so that none of them passes for a result of this run.
 int usage_error(const std::string &message, const std::vector<std::string> &args, const std::string &folder)
 {
+    std::string prg_error;
     for (const std::string &a : args) {
         if (a == "-doprg") {
-            remove_prg_files(join_path(folder, PRG_FOLDER_NAME));
+            if (!remove_previous_prg_files(join_path(folder, PRG_FOLDER_NAME), &prg_error))
+                std::fprintf(stderr, "quillmar: %s\n", prg_error.c_str());
             break;
         }
     }
     std::fprintf(stderr, "quillmar: %s\n%s", message.c_str(), usage_text());
     const std::string title = std::string("quillmar ") + QUILLMARFE_VERSION + " - usage error";
-    const std::string text = format_usage_report(title, message);
+    std::string text = format_usage_report(title, message);
+    if (!prg_error.empty())
+        text += "Note: " + prg_error + "\n";
     write_text_file(join_path(folder, TAPE_REPORT_NAME), text, nullptr);
     for (const std::string &a : args) {
         if (a == "-b") {

@@ -1,6 +1,7 @@
 #include "console/operations.h"
 
 #include "console/location.h"
+#include "console/prgfolder.h"
 #include "console/prgout.h"
 #include "console/report.h"
 #include "console/tapeinput.h"
@@ -61,6 +62,36 @@ WrittenTape write_tape_output(const ConsoleOptions &o, const TapeScan &scan)
     return w;
 }
 
+// Writes the PRG files and puts how it went into the report. False when
+// not all of them were written.
+bool write_prgs(PrgFolder &prg, const std::vector<PrgFile> &files, TapeReportExtras &extras)
+{
+    std::vector<std::string> renamed;
+    std::size_t written = 0;
+    std::string error;
+    for (const PrgFile &f : files) {
+        std::string name;
+        if (!prg.write(f, &name, &error))
+            break;
+        ++written;
+        if (name != f.file_name)
+            renamed.push_back("Note: " + f.file_name + " in the folder is not this program's and was kept; " +
+                              "written as " + name);
+    }
+    const std::string count = std::to_string(files.size()) + " PRG file" + (files.size() == 1 ? "" : "s");
+    const bool all = written == files.size();
+    if (all) {
+        extras.after_totals.push_back("PRG files   : " + std::to_string(files.size()) + " written to " + prg.folder());
+        say(count + " written to " + prg.folder());
+    } else {
+        extras.after_totals.push_back("PRG files   : not all written (" + std::to_string(written) + " of " +
+                                      std::to_string(files.size()) + "): " + error);
+        complain(error);
+    }
+    extras.after_totals.insert(extras.after_totals.end(), renamed.begin(), renamed.end());
+    return all;
+}
+
 } // namespace
 
 ReportHead report_head(const ConsoleOptions &o, const char *kind, const std::vector<const TapeScanner *> &scanners,
@@ -86,12 +117,12 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
     if (!report_ok)
         complain("cannot write the report " + report_path + ": " + error);
 
-    const std::string prg_folder = join_path(report_folder, PRG_FOLDER_NAME);
-    bool prg_ok = true;
-    if (o.doprg && !clear_prg_folder(prg_folder, &error)) {
-        complain(error);
-        prg_ok = false;
-    }
+    // The previous run's PRG files go first, also when this run fails.
+    PrgFolder prg(join_path(report_folder, PRG_FOLDER_NAME));
+    std::string prg_error;
+    if (o.doprg && !prg.start(&prg_error))
+        complain(prg_error);
+    bool prg_ok = prg_error.empty();
 
     const auto fail = [&](const std::string &tape, const TapeInput &in, const std::string &reason) {
         complain(tape + ": " + reason);
@@ -128,17 +159,13 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
     in.bytes.clear();
     in.bytes.shrink_to_fit();
 
-    if (o.doprg && prg_ok) {
+    if (o.doprg) {
         unsigned skipped = 0;
         const std::vector<PrgFile> files = tape_prg_files(scan, o.prgunite, &skipped);
-        if (write_prg_files(prg_folder, files, &error)) {
-            extras.after_totals.push_back("PRG files   : " + std::to_string(files.size()) + " written to " + prg_folder);
-            say(std::to_string(files.size()) + " PRG file" + (files.size() == 1 ? "" : "s") + " written to " +
-                prg_folder);
+        if (prg_ok) {
+            prg_ok = write_prgs(prg, files, extras);
         } else {
-            extras.after_totals.push_back("PRG files   : not all written: " + error);
-            complain(error);
-            prg_ok = false;
+            extras.after_totals.push_back("PRG files   : none written: " + prg_error);
         }
         if (skipped > 0)
             extras.after_totals.push_back("Note: " + std::to_string(skipped) +

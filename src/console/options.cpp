@@ -281,8 +281,10 @@ const char *usage_text()
            "  --help, --version\n"
            "\n"
            "Reports (qmreport.txt, qmbatch.txt) and the folder \"prg\" are written beside\n"
-           "the quillmar executable. Exit status: 0 done, 1 unreadable or unsupported\n"
-           "input (or an output that could not be written), 2 usage error.\n";
+           "the quillmar executable. Of the files in \"prg\" only those of the previous\n"
+           "-doprg run are removed; a name taken by another file gets a suffix \" (2)\".\n"
+           "Exit status: 0 done, 1 unreadable or unsupported input (or an output that\n"
+           "could not be written), 2 usage error.\n";
 }
 
 std::string version_text()

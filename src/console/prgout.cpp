@@ -1,14 +1,10 @@
 #include "console/prgout.h"
 
 #include "console/cbmblocks.h"
-#include "console/location.h"
-#include "console/report.h"
 
 #include <glib.h>
-#include <glib/gstdio.h>
 
-#include <cerrno>
-#include <cstring>
+#include <cstdio>
 
 namespace {
 
@@ -71,43 +67,4 @@ std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *
         next_address = uint16_t(p.load_address + data.size());
     }
     return files;
-}
-
-bool clear_prg_folder(const std::string &folder, std::string *error)
-{
-    if (g_mkdir_with_parents(folder.c_str(), 0755) != 0) {
-        if (error != nullptr)
-            *error = "cannot make the folder " + folder + ": " + std::strerror(errno);
-        return false;
-    }
-    remove_prg_files(folder);
-    return true;
-}
-
-void remove_prg_files(const std::string &folder)
-{
-    GDir *dir = g_dir_open(folder.c_str(), 0, nullptr);
-    if (dir == nullptr)
-        return;
-    std::vector<std::string> old;
-    while (const gchar *name = g_dir_read_name(dir)) {
-        const std::size_t n = std::strlen(name);
-        if (n >= 4 && std::strcmp(name + n - 4, ".prg") == 0) {
-            const std::string path = join_path(folder, name);
-            if (!g_file_test(path.c_str(), G_FILE_TEST_IS_DIR))
-                old.push_back(path);
-        }
-    }
-    g_dir_close(dir);
-    for (const std::string &path : old)
-        g_remove(path.c_str());
-}
-
-bool write_prg_files(const std::string &folder, const std::vector<PrgFile> &files, std::string *error)
-{
-    for (const PrgFile &f : files) {
-        if (!write_binary_file(join_path(folder, f.file_name), f.bytes, error))
-            return false;
-    }
-    return true;
 }

@@ -1,5 +1,6 @@
 // PRG files of the programs found on a tape, written to the folder "prg"
-// beside the console program.
+// beside the console program (prgfolder.h: which files there are this
+// program's to remove, and the name a file gets when its own is taken).
 //
 // One file per program, "NNN-NAME.prg": NNN is the report index (1-based,
 // three digits or more) of the data copy written, NAME the program's name
@@ -29,7 +30,7 @@
 #include <vector>
 
 struct PrgFile {
-    std::string file_name;        // "NNN-NAME.prg" or "NNN-NAME (bad).prg"
+    std::string file_name;        // "NNN-NAME.prg" or "NNN-NAME (bad).prg" (the name it asks for)
     std::vector<uint8_t> bytes;   // load address + data
     bool bad = false;
     unsigned parts = 1;           // programs joined into it
@@ -41,15 +42,3 @@ std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *
 
 // NAME of a program name (see the top of this file).
 std::string prg_name_part(const std::string &name);
-
-// Creates the folder when needed and removes every "*.prg" file in it.
-// False with a reason when the folder can't be made.
-bool clear_prg_folder(const std::string &folder, std::string *error);
-
-// Removes every "*.prg" file in the folder when it exists (and makes none):
-// a run that fails before its scan leaves no PRG files of an earlier run
-// for the front end to take as its own.
-void remove_prg_files(const std::string &folder);
-
-// Writes the files into the folder. False with a reason at the first failure.
-bool write_prg_files(const std::string &folder, const std::vector<PrgFile> &files, std::string *error);

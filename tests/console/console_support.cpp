@@ -175,9 +175,28 @@ std::vector<std::string> ConsoleTest::prg_files() const
     GDir *d = g_dir_open((bin + "/prg").c_str(), 0, nullptr);
     if (d == nullptr)
         return names;
-    while (const gchar *n = g_dir_read_name(d))
-        names.push_back(n);
+    while (const gchar *n = g_dir_read_name(d)) {
+        if (n[0] != '.')
+            names.push_back(n);
+    }
     g_dir_close(d);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::string> ConsoleTest::written_list() const
+{
+    std::vector<std::string> names;
+    gchar *text = nullptr;
+    if (!g_file_get_contents((bin + "/prg/.quillmar-written.txt").c_str(), &text, nullptr, nullptr))
+        return names;
+    gchar **lines = g_strsplit(text, "\n", -1);
+    for (gchar **l = lines; *l != nullptr; ++l) {
+        if (**l != '\0')
+            names.push_back(*l);
+    }
+    g_strfreev(lines);
+    g_free(text);
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -71,8 +71,11 @@ protected:
     std::string batch_path() const { return bin + "/qmbatch.txt"; }
     std::string report() const { return read_text(report_path()); }
     ParsedReport parsed() const { return report_parse_file(report_path(), ReportTotals()); }
-    // Base names of the files in bin/prg, sorted.
+    // Base names of the files in bin/prg, sorted, as the front end lists
+    // them: hidden names (the list of written files) left out.
     std::vector<std::string> prg_files() const;
+    // The lines of the list of files the last run wrote (bin/prg/.quillmar-written.txt), sorted.
+    std::vector<std::string> written_list() const;
 
     std::string path(const std::string &name) const { return dir + "/" + name; }
     // Writes the programs and puts them on a tape with mktap; returns its path.

@@ -208,7 +208,7 @@ TEST_F(ConsoleTest, NoPassingCopyWritesTheFirstCopyAsBad)
     EXPECT_EQ(read_bytes(bin + "/prg/004-BROKEN (bad).prg"), expected);
 }
 
-TEST_F(ConsoleTest, PrgNamesAreSanitisedAndOldPrgFilesGo)
+TEST_F(ConsoleTest, PrgNamesAreSanitisedAndFilesNotWrittenByTheProgramStay)
 {
     const std::string tape =
         mktap("names.tap", {{"A/B*C?", make_prg(0x0801, 20, 7)}, {"", make_prg(0x2000, 20, 8)},
@@ -218,7 +218,8 @@ TEST_F(ConsoleTest, PrgNamesAreSanitisedAndOldPrgFilesGo)
     write_bytes(bin + "/prg/keep.txt", {1});
     ASSERT_EQ(run({"-doprg", "-t", tape}).status, 0);
     EXPECT_EQ(prg_files(), (std::vector<std::string>{"004-A_B_C_.prg", "010-noname.prg", "016-X-Y_Z.1.prg",
-                                                     "keep.txt"}));
+                                                     "keep.txt", "old.prg"}));
+    EXPECT_EQ(read_bytes(bin + "/prg/old.prg"), (Bytes{1, 8, 0}));
 }
 
 TEST_F(ConsoleTest, WithoutDoprgNoPrgFolderIsWritten)
