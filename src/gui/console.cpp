@@ -1,6 +1,8 @@
 #include "gui/console.h"
 
 #include "core/consolecmd.h"
+#include "core/jobcheck.h"
+#include "core/reportfile.h"
 #include "core/statusmask.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
@@ -15,6 +17,7 @@
 #include <glib/gi18n-lib.h>
 
 #include <cstdlib>
+#include <sys/wait.h>
 
 int convert_tap_version = 1;
 int record_file_type = 1;
@@ -32,6 +35,27 @@ struct TestStorage {
 };
 TestStorage test_storage = {0, 0};
 int record_storage = 0;
+
+// How the console program's run went, written by the worker before it
+// clears thread_busy (whose atomic store makes them visible to the main
+// thread that reads them after seeing thread_busy == 0).
+bool console_started = false;
+bool console_exit_known = false;
+int console_exit_status = 0;
+
+// What the job expects to find when it ends: the report it should write and
+// the output it should make, each stamped before the start, so that a file
+// left by an earlier job is never taken for this job's.
+struct PendingJob {
+    JobKind kind = JobKind::Test;
+    int64_t start_ns = 0;
+    std::string report_path;
+    FileStamp report_before;
+    std::string expected_tape;    // the tape the report must describe
+    std::string output_path;      // clean., converted., .au or .wav; empty for Test and Batch
+    FileStamp output_before;
+};
+PendingJob pending_job;
 
 ConsoleSettings read_console_settings()
 {
@@ -63,8 +87,12 @@ bool spawn_first_piece(const char *line, bool redirected)
     const gboolean started = g_spawn_command_line_sync(
         line, redirected ? &stdout_console_command : nullptr,
         redirected ? &stderr_console_command : nullptr, &status, &error);
-    if (started)
+    console_started = started;
+    console_exit_known = started;
+    if (started) {
+        console_exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         return true;
+    }
     g_free(stderr_console_command);
     stderr_console_command = g_strdup_printf(_("Cannot execute console program: %s"),
                                              error ? error->message : "");
@@ -129,7 +157,121 @@ std::string attached_base_name()
     return result;
 }
 
-enum class Job { Test, Clean, Batch, Convert, Record };
+using Job = JobKind;
+
+std::string console_folder()
+{
+    return utf8_path_consolelocation ? utf8_path_consolelocation : "";
+}
+
+// Stamps what the job should leave behind, just before it starts.
+void expect_job_results(Job job)
+{
+    pending_job = PendingJob();
+    pending_job.kind = job;
+    pending_job.start_ns = job_clock_ns();
+    gchar *report = g_build_filename(console_folder().c_str(), report_file_name(job == Job::Batch), nullptr);
+    pending_job.report_path = report;
+    g_free(report);
+    pending_job.report_before = job_file_stamp(pending_job.report_path);
+    const std::string tested = utf8_path_lasttestedTAP ? utf8_path_lasttestedTAP : "";
+    const std::string attached = utf8_path_lastopenTAP ? utf8_path_lastopenTAP : "";
+    switch (job) {
+    case Job::Test: pending_job.expected_tape = tested; break;
+    case Job::Clean:
+    case Job::Convert:
+        pending_job.expected_tape = tested;
+        pending_job.output_path = tested;
+        break;
+    case Job::Record: pending_job.output_path = job_recorded_audio_path(attached, record_file_type == 0); break;
+    case Job::Batch: break;
+    }
+    if (!pending_job.output_path.empty())
+        pending_job.output_before = job_file_stamp(pending_job.output_path);
+    console_started = false;
+    console_exit_known = false;
+    console_exit_status = 0;
+}
+
+// What the finished job left behind.
+JobOutcome finished_job_outcome()
+{
+    JobOutcome outcome;
+    outcome.kind = pending_job.kind;
+    outcome.started = console_started;
+    if (!console_started && stderr_console_command)
+        outcome.start_error = stderr_console_command;
+    outcome.exit_known = console_exit_known;
+    outcome.exit_status = console_exit_status;
+    outcome.console_folder = console_folder();
+    outcome.report_path = pending_job.report_path;
+    outcome.report_new = job_file_is_new(pending_job.report_before, job_file_stamp(pending_job.report_path),
+                                         pending_job.start_ns);
+    if (outcome.report_new)
+        outcome.report_tape = job_report_tape_name(pending_job.report_path);
+    outcome.expected_tape = pending_job.expected_tape;
+    return outcome;
+}
+
+// A text shown through a dialog that takes a format: "%" stays "%".
+std::string without_formats(const std::string &text)
+{
+    std::string result;
+    for (char c : text) {
+        result += c;
+        if (c == '%')
+            result += '%';
+    }
+    return result;
+}
+
+gboolean show_job_error(gpointer text)
+{
+    common_create_simple_error_dialog(GTK_WINDOW(mainwindow),
+                                      without_formats(static_cast<const char *>(text)).c_str());
+    g_free(text);
+    return FALSE;
+}
+
+// The error dialog after the completion step has done its work (the dialog
+// runs its own loop; the timeout is gone by then).
+void report_job_error(const std::string &text)
+{
+    common_append_log_textview(text.c_str());
+    common_append_log_textview("\n");
+    g_idle_add(show_job_error, g_strdup(text.c_str()));
+}
+
+// The report pages and the tools are left empty when the report does not
+// describe the tape just processed: the plain page says why (and shows
+// what the console wrote, if it wrote a report at all).
+void show_no_report(const std::string &problem, const JobOutcome &outcome)
+{
+    std::string text = problem;
+    gchar *contents = nullptr;
+    if (outcome.report_new && g_file_get_contents(outcome.report_path.c_str(), &contents, nullptr, nullptr)) {
+        gchar *valid = g_utf8_make_valid(contents, -1);
+        text += std::string("\n\n") + _("What the console program wrote:") + "\n\n" + valid;
+        g_free(valid);
+    }
+    g_free(contents);
+    report_clear_interactive();
+    report_set_textview_text(text.c_str());
+    report_set_type(0);
+}
+
+// "Written: PATH" in the System Log, or the problem to tell in a dialog.
+std::string check_output(const JobOutcome &outcome)
+{
+    if (pending_job.output_path.empty())
+        return std::string();
+    const bool is_new = job_file_is_new(pending_job.output_before, job_file_stamp(pending_job.output_path),
+                                        pending_job.start_ns);
+    const OutputVerdict verdict = job_output_verdict(pending_job.output_path, is_new, outcome);
+    if (verdict.written)
+        common_append_log_textview(verdict.log_line.c_str());
+    return verdict.dialog_text;
+}
 
 void start_job(Job job)
 {
@@ -198,6 +340,7 @@ void start_job(Job job)
     case Job::Record:
         break;
     }
+    expect_job_results(job);
 
     const bool test_style = job == Job::Test || job == Job::Clean || batch;
     GThreadFunc worker = test_style ? (redirected ? thread_func_test_tap_redirected : thread_func_test_tap)
@@ -245,25 +388,41 @@ gpointer thread_func_conv_tap_redirected(gpointer)
     return run_convert_style(true);
 }
 
+// The reports are read only when this job wrote them for the tape it
+// processed; otherwise the pages stay empty and a dialog says what happened
+// and what to do (rather than showing an earlier report, as if nothing had
+// gone wrong, for tools to cut this tape at another tape's offsets).
 gboolean is_test_thread_busy(gpointer storage)
 {
     if (thread_busy == 1)
         return TRUE;
     free_console_command();
     const int batch = static_cast<TestStorage *>(storage)->batch;
-    report_read_report_file(batch);
-    report_read_report_file_interactive(batch);
+    const JobOutcome outcome = finished_job_outcome();
+    std::string problem = job_report_problem(outcome);
+    if (problem.empty()) {
+        report_read_report_file(batch);
+        report_read_report_file_interactive(batch);
+    } else {
+        show_no_report(problem, outcome);
+    }
     if (batch) {
-        common_set_statusbar_text(_(" Batch scan complete"));
+        common_set_statusbar_text(problem.empty() ? _(" Batch scan complete") : _(" Batch scan failed"));
         common_set_toolbar_and_menu_status(STATUS_BATCH_COMPLETE);
     } else {
-        prgfiles_update_list(utf8_path_consolelocation);
+        if (problem.empty())
+            prgfiles_update_list(utf8_path_consolelocation);
         common_enable_toolbar_and_menu_status_all();
     }
     log_and_free_captured(stdout_console_command);
     log_and_free_captured(stderr_console_command);
-    if (batch)
+    if (batch && problem.empty())
         report_set_type(0);
+    const std::string output_problem = check_output(outcome);
+    if (!output_problem.empty())
+        problem = problem.empty() ? output_problem : problem + "\n\n" + output_problem;
+    if (!problem.empty())
+        report_job_error(problem);
     return FALSE;
 }
 
@@ -272,14 +431,26 @@ gboolean is_conv_thread_busy(gpointer storage)
     if (thread_busy == 1)
         return TRUE;
     free_console_command();
+    const JobOutcome outcome = finished_job_outcome();
+    std::string problem;
     if (*static_cast<int *>(storage) == 0) {
-        report_read_report_file(0);
-        report_read_report_file_interactive(0);
-        prgfiles_update_list(utf8_path_consolelocation);
+        problem = job_report_problem(outcome);
+        if (problem.empty()) {
+            report_read_report_file(0);
+            report_read_report_file_interactive(0);
+            prgfiles_update_list(utf8_path_consolelocation);
+        } else {
+            show_no_report(problem, outcome);
+        }
     }
     common_enable_toolbar_and_menu_status_all();
     log_and_free_captured(stdout_console_command);
     log_and_free_captured(stderr_console_command);
+    const std::string output_problem = check_output(outcome);
+    if (!output_problem.empty())
+        problem = problem.empty() ? output_problem : problem + "\n\n" + output_problem;
+    if (!problem.empty())
+        report_job_error(problem);
     return FALSE;
 }
 

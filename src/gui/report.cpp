@@ -172,7 +172,11 @@ void report_read_report_file(int batch)
     g_free(path);
 }
 
-void report_read_report_file_interactive(int batch)
+namespace {
+
+// Rebuilds the file list, totals and type table from the report; with
+// `parse` false nothing is read and everything is left empty.
+void rebuild_interactive(int batch, bool parse)
 {
     GtkWidget *list = W("treeview_file_list");
     GtkWidget *split = W("treeview_file_split");
@@ -189,14 +193,14 @@ void report_read_report_file_interactive(int batch)
     ParsedReport parsed;
     if (batch) {
         common_append_log_textview(_("NOTE: in batch mode the interactive report is not applicable\n"));
-    } else {
+    } else if (parse) {
         totals.total_size = 0;
         totals.recognized_size = 0;
         gchar *path = report_path(0);
         parsed = report_parse_file(path, totals);
         g_free(path);
     }
-    if (batch || !parsed.opened) {
+    if (batch || !parse || !parsed.opened) {
         totals.path_last_report.reset();
         totals.total_size = 0;
         totals.checksum_test_passed = false;
@@ -215,6 +219,18 @@ void report_read_report_file_interactive(int batch)
     if (editor)
         gtk_tree_view_set_model(GTK_TREE_VIEW(editor), GTK_TREE_MODEL(file_list_model));
     g_object_unref(file_list_model);
+}
+
+} // namespace
+
+void report_read_report_file_interactive(int batch)
+{
+    rebuild_interactive(batch, true);
+}
+
+void report_clear_interactive()
+{
+    rebuild_interactive(0, false);
 }
 
 void report_set_textview_text(const gchar *text)

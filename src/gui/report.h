@@ -25,6 +25,9 @@ GtkListStore *report_file_list_model();
 void report_read_report_file(int batch);
 void report_read_report_file_interactive(int batch);
 void report_set_textview_text(const gchar *text);
+// Empties the interactive report, its totals and the type table, as when no
+// report could be read (the tools then see no report).
+void report_clear_interactive();
 void report_set_type(int page);
 gboolean report_has_been_produced();
 gint64 report_get_total_size();

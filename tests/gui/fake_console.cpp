@@ -10,6 +10,11 @@ void FakeConsole::install(const std::string &report_text) const
 {
     g_mkdir_with_parents(folder.c_str(), 0700);
     write_file(folder + "/report.template", report_text);
+    // What the real console program leaves behind, as far as the front end
+    // sees it: the report names the tape it describes (the cleaned or
+    // converted tape for a Clean or Convert), outputs lie beside the source.
+    // QM_FAKE_SILENT=1 makes it write nothing at all; QM_FAKE_KEEP_NAME=1
+    // keeps the template's "TAP Name" as it stands.
     const std::string script =
         "#!/bin/sh\n"
         "here=$(dirname \"$0\")\n"
@@ -17,17 +22,29 @@ void FakeConsole::install(const std::string &report_text) const
         "for a in \"$@\"; do printf '%s\\n' \"$a\" >> \"$here/args.txt\"; done\n"
         "echo 'console says hello'\n"
         "echo 'console warns' >&2\n"
-        "cp \"$here/report.template\" \"$here/qmreport.txt\"\n"
+        "[ -n \"$QM_FAKE_SILENT\" ] && exit 3\n"
+        "op=''; path=''; prev=''\n"
+        "for a in \"$@\"; do\n"
+        "  case \"$prev\" in -t|-o|-b|-ct0|-ct1|-au|-wav) op=$prev; path=$a;; esac\n"
+        "  prev=$a\n"
+        "done\n"
+        "dir=$(dirname \"$path\"); base=$(basename \"$path\")\n"
+        "tapname=$(printf '%s' \"$base\" | sed 's/\\.DMP$/.tap/; s/\\.dmp$/.tap/')\n"
+        "target=$path\n"
+        "case \"$op\" in\n"
+        "  -o) target=\"$dir/clean.$tapname\"; printf 'cleaned' > \"$target\"; printf 'cleaned' > \"clean.$tapname\";;\n"
+        "  -ct0|-ct1) target=\"$dir/converted.$tapname\"; printf 'converted' > \"$target\";;\n"
+        "  -au) printf 'audio' > \"$dir/${base%.*}.au\"; exit 0;;\n"
+        "  -wav) printf 'audio' > \"$dir/${base%.*}.wav\"; exit 0;;\n"
+        "esac\n"
+        "if [ -n \"$QM_FAKE_KEEP_NAME\" ]; then cp \"$here/report.template\" \"$here/qmreport.txt\"\n"
+        "else T=\"$target\" awk 'NR == 1 && /^TAP Name    : / { print \"TAP Name    : \" ENVIRON[\"T\"]; next } { print }'"
+        " \"$here/report.template\" > \"$here/qmreport.txt\"; fi\n"
         "cp \"$here/report.template\" \"$here/qmbatch.txt\"\n"
         "mkdir -p \"$here/prg\"\n"
         "printf '\\001\\010\\007\\010\\012\\000\\231\\000\\000\\000' > \"$here/prg/b game.prg\"\n"
         "printf 'AB' > \"$here/prg/a first.prg\"\n"
         "printf 'AB' > \"$here/prg/.hidden\"\n"
-        "prev=''\n"
-        "for a in \"$@\"; do\n"
-        "  if [ \"$prev\" = '-o' ]; then printf 'cleaned' > \"clean.$(basename \"$a\")\"; fi\n"
-        "  prev=$a\n"
-        "done\n"
         "exit 3\n";
     const std::string path = folder + "/quillmar";
     write_file(path, script);

@@ -1,7 +1,9 @@
 // A stand-in console program for contract tests of the console driver: it
-// records its arguments, prints to both streams, leaves a report and PRG
-// files in its own folder, and for a Clean writes the cleaned image into the
-// current folder.
+// records its arguments, prints to both streams, leaves a report naming the
+// tape it describes and PRG files in its own folder, writes the cleaned,
+// converted or recorded file beside the source (and, for a Clean, the
+// cleaned image into the current folder too, for the move after a Clean),
+// and exits with status 3. With QM_FAKE_SILENT set it writes nothing.
 #pragma once
 #include <string>
 #include <vector>

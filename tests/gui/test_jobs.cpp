@@ -11,6 +11,7 @@
 #include <glib/gstdio.h>
 
 #include <functional>
+#include <memory>
 
 namespace {
 
@@ -61,6 +62,27 @@ protected:
         });
     }
     std::string executable() const { return "'" + console.folder + "/quillmar' "; }
+    // Answers the next error dialog and hands back its text (empty until then).
+    std::shared_ptr<std::string> answer_error_dialog()
+    {
+        auto text = std::make_shared<std::string>();
+        answer_dialog("Error", [text](GtkWidget *dialog) {
+            gchar *message = nullptr;
+            g_object_get(dialog, "text", &message, nullptr);
+            *text = message ? message : "";
+            g_free(message);
+            gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
+        });
+        return text;
+    }
+    bool wait_for_dialogs() { return pump_until([] { return all_dialogs_answered(); }, 5000); }
+    void TearDown() override
+    {
+        g_unsetenv("QM_FAKE_SILENT");
+        g_unsetenv("QM_FAKE_KEEP_NAME");
+        GuiTest::TearDown();
+    }
+    std::string written(const std::string &path) const { return "Written: " + path + "\n"; }
     int prg_rows()
     {
         return gtk_tree_model_iter_n_children(gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_prgfiles"))), nullptr);
@@ -106,22 +128,102 @@ TEST_F(Jobs, WithoutRedirectOnlyTheEchoReachesTheLog)
     EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -t \"" + tape + "\"\n");
 }
 
-TEST_F(Jobs, MissingConsoleProgramIsReportedInTheLogInBothVariants)
+// A console program that cannot be run leaves no report on screen (not the
+// previous one, of another tape) and says what to do, in a dialog.
+TEST_F(Jobs, MissingConsoleProgramSaysSoInADialogAndLeavesThePagesEmpty)
 {
+    // A report of another tape, left by an earlier run.
+    write_file(console.folder + "/qmreport.txt", sample_report(tmp + "/another tape.tap"));
     g_remove((console.folder + "/quillmar").c_str());
-    g_remove((console.folder + "/qmreport.txt").c_str());
     for (bool redirected : {false, true}) {
         SCOPED_TRACE(redirected);
         common_log_clear();
         set_redirect(redirected);
+        auto dialog = answer_error_dialog();
         on_core_test_activate();
         ASSERT_TRUE(wait_for_job_end());
+        ASSERT_TRUE(wait_for_dialogs());
+        EXPECT_NE(dialog->find("The console program could not be run"), std::string::npos) << *dialog;
+        EXPECT_NE(dialog->find("It was looked for in " + console.folder + ". Choose the folder that holds it on the "
+                               "Options page"),
+                  std::string::npos)
+            << *dialog;
         const std::string log = log_text();
         EXPECT_NE(log.find("\nCannot execute console program: "), std::string::npos) << log;
+        EXPECT_NE(log.find("The console program could not be run"), std::string::npos) << log;
         EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_test")));
-        EXPECT_EQ(text_view_text("textview_report"), "Could not load the contents of the report");
+        EXPECT_EQ(text_view_text("textview_report").rfind("The console program could not be run", 0), 0u);
         EXPECT_FALSE(report_has_been_produced());
+        EXPECT_EQ(gtk_tree_model_iter_n_children(GTK_TREE_MODEL(report_file_list_model()), nullptr), 0);
+        EXPECT_EQ(prg_rows(), 0);
     }
+}
+
+TEST_F(Jobs, AReportOfAnotherTapeIsNotShown)
+{
+    console.install(sample_report(tmp + "/another tape.tap"));
+    g_setenv("QM_FAKE_KEEP_NAME", "1", TRUE);
+    auto dialog = answer_error_dialog();
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("The report describes " + tmp + "/another tape.tap, not the tape just processed (" + tape +
+                           ")"),
+              std::string::npos)
+        << *dialog;
+    EXPECT_FALSE(report_has_been_produced());
+    EXPECT_EQ(gtk_tree_model_iter_n_children(GTK_TREE_MODEL(report_file_list_model()), nullptr), 0);
+    EXPECT_EQ(prg_rows(), 0);
+}
+
+TEST_F(Jobs, AnOldReportIsNotTakenForTheJobsOwn)
+{
+    // The console runs, fails and writes nothing; the report of an earlier
+    // test of this very tape is still in its folder.
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(report_has_been_produced());
+    g_setenv("QM_FAKE_SILENT", "1", TRUE);
+    auto dialog = answer_error_dialog();
+    on_core_test_activate();
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("The console program failed (exit status 3) and wrote no report."), std::string::npos)
+        << *dialog;
+    EXPECT_FALSE(report_has_been_produced());
+    EXPECT_EQ(prg_rows(), 0);
+}
+
+TEST_F(Jobs, AReportWithAnOldDateIsNotTheJobsOwn)
+{
+    g_setenv("QM_FAKE_SILENT", "1", TRUE);
+    // Put there during the job with a date of yesterday (a copy that kept its date).
+    write_file(console.folder + "/qmreport.txt", sample_report(tape));
+    auto dialog = answer_error_dialog();
+    on_core_test_activate();
+    const std::string report = console.folder + "/qmreport.txt";
+    const std::string touch = "touch -d yesterday '" + report + "'";
+    ASSERT_EQ(std::system(touch.c_str()), 0);
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("wrote no report"), std::string::npos) << *dialog;
+    EXPECT_FALSE(report_has_been_produced());
+}
+
+TEST_F(Jobs, ABatchThatWritesNoReportSaysSo)
+{
+    g_setenv("QM_FAKE_SILENT", "1", TRUE);
+    write_file(console.folder + "/qmbatch.txt", "an old batch report\n");
+    const std::string folder = tmp + "/batch here";
+    g_mkdir(folder.c_str(), 0700);
+    answer_batch_dialog(folder);
+    auto dialog = answer_error_dialog();
+    on_toolbutton_batch_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("wrote no report"), std::string::npos) << *dialog;
+    EXPECT_EQ(statusbar_text(), " Batch scan failed");
+    EXPECT_EQ(text_view_text("textview_report").find("an old batch report"), std::string::npos);
 }
 
 TEST_F(Jobs, CleanWithMoveEchoesWithoutTheMoveButMovesTheCleanedImage)
@@ -129,8 +231,8 @@ TEST_F(Jobs, CleanWithMoveEchoesWithoutTheMoveButMovesTheCleanedImage)
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_move_files_after_clean")), TRUE);
     gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_clean")))));
     ASSERT_TRUE(wait_for_job_end());
-    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -o \"" + tape + "\"\n");
     const std::string cleaned = tapes + "/clean.it's a game.tap";
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -o \"" + tape + "\"\n" + written(cleaned));
     EXPECT_EQ(std::string(utf8_path_lasttestedTAP), cleaned);
     EXPECT_EQ(read_file(cleaned), "cleaned");
     EXPECT_FALSE(g_file_test((work_dir + "/clean.it's a game.tap").c_str(), G_FILE_TEST_EXISTS));
@@ -186,7 +288,8 @@ TEST_F(Jobs, ConvertUsesTheChosenVersionAndKeepsReleaseNotesFlag)
     gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_convert_to_tap_v_0")));
     on_menutoolbutton_convert_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -ct0 \"" + tape + "\" \n");
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -ct0 \"" + tape + "\" \n" +
+                              written(tapes + "/converted.it's a game.tap"));
     EXPECT_EQ(release_notes_on, 1);
     EXPECT_EQ(std::string(utf8_path_lasttestedTAP), tapes + "/converted.it's a game.tap");
     EXPECT_EQ(prg_rows(), 2);
@@ -202,7 +305,8 @@ TEST_F(Jobs, RecordLeavesTestedPathsAndEmptiesThePrgList)
     common_log_clear();
     on_menutoolbutton_recordaudio_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -sine -au \"" + tape + "\" \n");
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -sine -au \"" + tape + "\" \n" +
+                              written(tapes + "/it's a game.au"));
     EXPECT_EQ(std::string(utf8_path_lasttestedTAP), tape);
     EXPECT_EQ(prg_rows(), 0);
     EXPECT_EQ(release_notes_on, 0);
@@ -218,7 +322,47 @@ TEST_F(Jobs, AdditionalParametersOnlyForTestCleanAndBatch)
     common_log_clear();
     on_menutoolbutton_convert_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -ct1 \"" + tape + "\" \n");
+    EXPECT_EQ(log_text(), executable() + "-doprg -prgunite -ct1 \"" + tape + "\" \n" +
+                              written(tapes + "/converted.it's a game.tap"));
+}
+
+// Outputs are checked: one that was not written is said in a dialog.
+TEST_F(Jobs, RecordAndConvertThatWriteNothingSaySo)
+{
+    g_setenv("QM_FAKE_SILENT", "1", TRUE);
+    gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_record_as_microsoft_wav")));
+    auto dialog = answer_error_dialog();
+    on_menutoolbutton_recordaudio_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("Nothing was written: the console program did not write " + tapes + "/it's a game.wav"),
+              std::string::npos)
+        << *dialog;
+    EXPECT_NE(dialog->find("exit status 3"), std::string::npos) << *dialog;
+    EXPECT_EQ(log_text().find("Written:"), std::string::npos);
+
+    // An old converted tape beside the source is not this job's output.
+    write_file(tapes + "/converted.it's a game.tap", "old");
+    dialog = answer_error_dialog();
+    on_menutoolbutton_convert_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("Nothing was written: the console program did not write " + tapes +
+                           "/converted.it's a game.tap"),
+              std::string::npos)
+        << *dialog;
+    EXPECT_NE(dialog->find("wrote no report"), std::string::npos) << *dialog;
+}
+
+TEST_F(Jobs, RecordWithAMissingConsoleSaysSo)
+{
+    g_remove((console.folder + "/quillmar").c_str());
+    auto dialog = answer_error_dialog();
+    on_menutoolbutton_recordaudio_clicked(nullptr, nullptr);
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs());
+    EXPECT_NE(dialog->find("The console program could not be run"), std::string::npos) << *dialog;
+    EXPECT_NE(dialog->find("Nothing was written: " + tapes + "/it's a game.wav"), std::string::npos) << *dialog;
 }
 
 TEST_F(Jobs, DropWhenIdleStartsATestOfTheDroppedFile)

@@ -99,13 +99,15 @@ protected:
         for (gboolean ok = model && gtk_tree_model_get_iter_first(model, &iter); ok;
              ok = gtk_tree_model_iter_next(model, &iter)) {
             gboolean tick = FALSE;
-            gint index = 0, pulses = 0, inner = 0, end = 0, data = 0, start = 0;
+            gint index = 0;
+            gint64 pulses = 0, inner = 0, end = 0, data = 0, start = 0;
             gchar *id = nullptr, *type = nullptr;
             gtk_tree_model_get(model, &iter, REPAIR_INCLUDE, &tick, REPAIR_INDEX, &index, REPAIR_PULSES, &pulses,
                                REPAIR_FILE_ID, &id, REPAIR_TYPE, &type, REPAIR_INNER_START, &inner, REPAIR_END,
                                &end, REPAIR_DATA_PULSES, &data, REPAIR_START, &start, -1);
-            gchar *row = g_strdup_printf("%c %d %d '%s' %s %d %d %d %d", tick ? 'x' : '-', index, pulses, id, type,
-                                         inner, end, data, start);
+            gchar *row = g_strdup_printf("%c %d %" G_GINT64_FORMAT " '%s' %s %" G_GINT64_FORMAT " %" G_GINT64_FORMAT
+                                         " %" G_GINT64_FORMAT " %" G_GINT64_FORMAT,
+                                         tick ? 'x' : '-', index, pulses, id, type, inner, end, data, start);
             out.push_back(row);
             g_free(row);
             g_free(id);

@@ -109,7 +109,7 @@ TEST_F(Report, RowsColumnsAndTotalsOfASampleReport)
     EXPECT_STREQ(report_path_last_report(), "/tapes/game.tap");
     EXPECT_EQ(cell<int>(0, REPORT_INDEX), 1);
     EXPECT_EQ(text(0, REPORT_TYPE), "PAUSE");
-    EXPECT_EQ(cell<int>(0, REPORT_PULSES), 80);
+    EXPECT_EQ(cell<gint64>(0, REPORT_PULSES), 80);
     EXPECT_EQ(cell<int>(0, REPORT_COVERAGE), 8);
     EXPECT_DOUBLE_EQ(cell<double>(0, REPORT_START_FRACTION), 0.02);
     EXPECT_DOUBLE_EQ(cell<double>(0, REPORT_END_FRACTION), 0.099);
@@ -120,17 +120,17 @@ TEST_F(Report, RowsColumnsAndTotalsOfASampleReport)
     EXPECT_EQ(text(1, REPORT_READ_ERRORS), "<none>");
     EXPECT_EQ(text(1, REPORT_CHECKBYTE), "OK");
     EXPECT_TRUE(cell<gboolean>(1, REPORT_FIRST_COPY));
-    EXPECT_EQ(cell<int>(2, REPORT_START), 200);
-    EXPECT_EQ(cell<int>(2, REPORT_INNER_START), 208);
-    EXPECT_EQ(cell<int>(2, REPORT_INNER_END), 768);
-    EXPECT_EQ(cell<int>(2, REPORT_END), 768);
+    EXPECT_EQ(cell<gint64>(2, REPORT_START), 200);
+    EXPECT_EQ(cell<gint64>(2, REPORT_INNER_START), 208);
+    EXPECT_EQ(cell<gint64>(2, REPORT_INNER_END), 768);
+    EXPECT_EQ(cell<gint64>(2, REPORT_END), 768);
     EXPECT_EQ(cell<int>(2, REPORT_COVERAGE), 57);
     EXPECT_EQ(text(2, REPORT_READ_ERRORS), "3");
     EXPECT_EQ(text(2, REPORT_CHECKBYTE), "FAIL");
     EXPECT_FALSE(cell<gboolean>(2, REPORT_FIRST_COPY));
     EXPECT_FALSE(cell<gboolean>(2, REPORT_SPLIT_MARK));
     EXPECT_FALSE(cell<gboolean>(2, REPORT_EXCLUDED));
-    EXPECT_EQ(cell<int>(3, REPORT_PULSES), 255);
+    EXPECT_EQ(cell<gint64>(3, REPORT_PULSES), 255);
     EXPECT_EQ(recognition(), "74.900000%");
     EXPECT_DOUBLE_EQ(gtk_progress_bar_get_fraction(GTK_PROGRESS_BAR(W("progressbar_recognition"))), 0.749);
     EXPECT_EQ(stock("image_checkbyte_test"), "gtk-yes");
@@ -165,8 +165,8 @@ TEST_F(Report, TapSizeOf20MeansNoReportForTheTools)
     load("TAP Name    : /t.tap\nTAP Size    : 20\nChecksum test     : PASS\nRead test         : PASS\n"
          "File Type: PAUSE\nLocation: $0014 -> $0014 -> $0020 -> $0020\n");
     ASSERT_EQ(rows(), 1);
-    EXPECT_EQ(cell<int>(0, REPORT_PULSES), 0);
-    EXPECT_EQ(cell<int>(0, REPORT_START), 0);
+    EXPECT_EQ(cell<gint64>(0, REPORT_PULSES), 0);
+    EXPECT_EQ(cell<gint64>(0, REPORT_START), 0);
     EXPECT_FALSE(report_has_been_produced());
     EXPECT_EQ(recognition(), "N/A");
 }
@@ -335,7 +335,7 @@ TEST_F(Report, SortingTheListReSortsTheSharedModelForTheSplitView)
     GtkTreeModel *split = gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_file_split")));
     GtkTreeIter iter;
     ASSERT_TRUE(gtk_tree_model_get_iter_first(split, &iter));
-    int pulses = 0;
+    gint64 pulses = 0;
     gtk_tree_model_get(split, &iter, REPORT_PULSES, &pulses, -1);
     EXPECT_EQ(pulses, order == GTK_SORT_ASCENDING ? 80 : 569);
 }
