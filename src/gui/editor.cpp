@@ -10,6 +10,7 @@
 #include <glib/gi18n-lib.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -112,9 +113,32 @@ void tape_editor_module_init()
                      G_CALLBACK(on_button_tape_editor_save_tape_as_clicked), nullptr);
 }
 
+// A save that drops most of the tape (on a turbo tape, "Exclude
+// Unrecognized" can leave a tenth of it) asks first, with the share.
+bool big_cut_confirmed(const std::vector<ReportEntry> &rows)
+{
+    const gint64 total = report_get_total_size();
+    if (!tape_editor_is_tap_path(tested_tape()) || !tape_editor_cut_needs_confirmation(rows, total))
+        return true;
+    const int percent = tape_editor_excluded_percent(rows, total);
+    GtkWidget *dialog = gtk_message_dialog_new(
+        GTK_WINDOW(mainwindow), GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
+        GTK_MESSAGE_QUESTION, GTK_BUTTONS_YES_NO,
+        _("The files you excluded hold %d %% of the tape's data: the edited tape keeps only about %d %% of it.\n\n"
+          "Save the edited tape anyway?"),
+        percent, 100 - percent);
+    gtk_window_set_title(GTK_WINDOW(dialog), _(TAPE_EDITOR_TITLE));
+    const gint answer = gtk_dialog_run(GTK_DIALOG(dialog));
+    gtk_widget_destroy(dialog);
+    return answer == GTK_RESPONSE_YES;
+}
+
 void tape_editor_save_as()
 {
     if (!report_has_been_produced())
         return;
-    editor_dialog(tape_editor_save(tested_tape(), report_model_entries(), report_get_total_size()).message);
+    const std::vector<ReportEntry> rows = report_model_entries();
+    if (!big_cut_confirmed(rows))
+        return;
+    editor_dialog(tape_editor_save(tested_tape(), rows, report_get_total_size()).message);
 }

@@ -6,6 +6,7 @@
 #include "gui/report.h"
 
 #include <glib/gstdio.h>
+#include <unistd.h>
 
 namespace {
 
@@ -146,4 +147,69 @@ TEST_F(Editor, PopupItemOffersToShowTheSelectedRowInTheAnalysis)
     });
     gtk_menu_item_activate(GTK_MENU_ITEM(item));
     EXPECT_NE(question.find("Tape not parsed yet."), std::string::npos);
+}
+
+// However the list is sorted, the edited tape is written in tape order
+// (sorted by coverage it used to get the header twice and grow).
+TEST_F(Editor, SortedByCoverageTheSaveStillFollowsTheTape)
+{
+    gtk_tree_sortable_set_sort_column_id(GTK_TREE_SORTABLE(report_file_list_model()), REPORT_PULSES,
+                                         GTK_SORT_DESCENDING);
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_exclude_unrecognized")));
+    EXPECT_EQ(dialog_text_after([] { gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as"))); }),
+              "Operation finished. Check file:\nedited_game's.tap");
+    std::string expected = source.substr(0, 20) + bytes(20, 49) + bytes(80, 119);
+    expected[16] = char(expected.size() - 20);
+    EXPECT_EQ(read_file(folder + "/edited_game's.tap"), expected);
+}
+
+TEST_F(Editor, ACutOfMoreThanHalfTheTapeAsksFirst)
+{
+    const std::string before = sha256_of(tape);
+    toggle(0);
+    toggle(2);  // 30 + 40 of 100 bytes
+    std::string question;
+    answer_dialog("Tape Editor", [&](GtkWidget *dialog) {
+        question = all_label_texts(dialog);
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NO);
+    });
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as")));
+    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }));
+    EXPECT_NE(question.find("The files you excluded hold 70 % of the tape's data: the edited tape keeps only about "
+                            "30 % of it."),
+              std::string::npos)
+        << question;
+    pump_for(50);
+    EXPECT_TRUE(windows_titled("Tape Editor").empty()) << "No: nothing is saved, nothing more is said";
+    EXPECT_FALSE(g_file_test((folder + "/edited_game's.tap").c_str(), G_FILE_TEST_EXISTS));
+
+    answer_dialog("Tape Editor", [](GtkWidget *dialog) { gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_YES); });
+    EXPECT_EQ(dialog_text_after([] { gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as"))); }),
+              "Operation finished. Check file:\nedited_game's.tap");
+    std::string expected = source.substr(0, 20) + bytes(50, 79);
+    expected[16] = char(expected.size() - 20);
+    EXPECT_EQ(read_file(folder + "/edited_game's.tap"), expected);
+    EXPECT_EQ(sha256_of(tape), before);
+}
+
+TEST_F(Editor, AnEditedTapeThatCannotBeWrittenIsSaidAndNotLeft)
+{
+    if (!g_file_test("/dev/full", G_FILE_TEST_EXISTS))
+        GTEST_SKIP() << "no /dev/full";
+    ASSERT_EQ(symlink("/dev/full", (folder + "/edited_game's.tap").c_str()), 0);
+    toggle(1);
+    const std::string text =
+        dialog_text_after([] { gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as"))); });
+    EXPECT_NE(text.find("The edited tape could not be written"), std::string::npos) << text;
+    EXPECT_FALSE(g_file_test((folder + "/edited_game's.tap").c_str(), G_FILE_TEST_IS_SYMLINK));
+}
+
+TEST_F(Editor, AReportThatDoesNotFitTheTapeIsRefused)
+{
+    write_file(tape, source.substr(0, 110));  // the tape changed since its test
+    toggle(1);
+    const std::string text =
+        dialog_text_after([] { gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as"))); });
+    EXPECT_NE(text.find("The tape is 110 bytes long, but its report gives 120 bytes"), std::string::npos) << text;
+    EXPECT_FALSE(g_file_test((folder + "/edited_game's.tap").c_str(), G_FILE_TEST_EXISTS));
 }

@@ -7,6 +7,7 @@
 #include "gui/report.h"
 
 #include <glib/gstdio.h>
+#include <unistd.h>
 
 namespace {
 
@@ -357,4 +358,42 @@ TEST_F(Repair, NoPopupForADumpFile)
     click("button_cbm_file_repair_analyze");
     replace_owned_string(utf8_path_lasttestedTAP, (folder + "/my game.DMP").c_str());
     EXPECT_EQ(popup_item_for_row(0), nullptr);
+}
+
+// The list sorted by another column: the analysis pairs along the tape and
+// the fix writes the same repaired tape.
+TEST_F(Repair, SortedByPulsesTheRepairIsTheSame)
+{
+    gtk_tree_sortable_set_sort_column_id(GTK_TREE_SORTABLE(report_file_list_model()), REPORT_PULSES,
+                                         GTK_SORT_DESCENDING);
+    click("button_cbm_file_repair_analyze");
+    click("button_cbm_file_repair_next_region");
+    click_tick(1);
+    click("button_cbm_file_repair_fix_all");
+    EXPECT_EQ(dialog(), "Operation finished. Check file:\nrepaired_my game.tap");
+    EXPECT_EQ(repaired(), with_size(span(0, 90) + span(30, 50) + "V0" + std::string(78, '0') + span(155, 20) +
+                                    span(311, 95) + "V0" + span(260, 160)));
+}
+
+TEST_F(Repair, AReportThatDoesNotFitTheTapeIsRefused)
+{
+    click("button_cbm_file_repair_analyze");
+    write_file(tape, source + "more");  // the tape changed since its test
+    click("button_cbm_file_repair_fix_all");
+    const std::string text = dialog();
+    EXPECT_NE(text.find("has changed since it was tested"), std::string::npos) << text;
+    EXPECT_FALSE(g_file_test((folder + "/repaired_my game.tap").c_str(), G_FILE_TEST_EXISTS));
+}
+
+TEST_F(Repair, ARepairedTapeThatCannotBeWrittenIsSaidAndNotLeft)
+{
+    if (!g_file_test("/dev/full", G_FILE_TEST_EXISTS))
+        GTEST_SKIP() << "no /dev/full";
+    ASSERT_EQ(symlink("/dev/full", (folder + "/repaired_my game.tap").c_str()), 0);
+    click("button_cbm_file_repair_analyze");
+    click("button_cbm_file_repair_fix_all");
+    const std::string text = dialog();
+    EXPECT_NE(text.find("The repaired tape could not be written"), std::string::npos) << text;
+    EXPECT_NE(text.find("No space left on device"), std::string::npos) << text;
+    EXPECT_FALSE(g_file_test((folder + "/repaired_my game.tap").c_str(), G_FILE_TEST_IS_SYMLINK));
 }

@@ -124,3 +124,37 @@ TEST_F(Split, PopupItemOffersToShowTheSelectedRowInTheAnalysis)
     gtk_menu_item_activate(GTK_MENU_ITEM(item));
     EXPECT_NE(question.find("Tape not parsed yet."), std::string::npos);
 }
+
+// Sorted by pulses, the analysis and the split still follow the tape.
+TEST_F(Split, SortedByPulsesTheMarksAndPiecesFollowTheTape)
+{
+    gtk_tree_sortable_set_sort_column_id(GTK_TREE_SORTABLE(report_file_list_model()), REPORT_PULSES,
+                                         GTK_SORT_DESCENDING);
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_split_analyze")));
+    dialog("Analysis completed");
+    std::vector<int> marked;
+    for (const ReportEntry &e : report_model_entries())
+        if (e.split_mark)
+            marked.push_back(e.index);
+    EXPECT_EQ(marked, std::vector<int>({4}));
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_split_split")));
+    EXPECT_EQ(dialog("Split tape").rfind("The split process has completed.\n", 0), 0u);
+    EXPECT_EQ(read_file(folder + "/splitted-0000-(GAME).tap"),
+              source.substr(0, 16) + std::string("\x28\x00\x00\x00", 4) + source.substr(20, 40));
+    EXPECT_EQ(read_file(folder + "/splitted-0001-(A_B_C).tap"),
+              source.substr(0, 16) + std::string("\x28\x00\x00\x00", 4) + source.substr(60, 40));
+}
+
+// A piece that cannot be written is said, never skipped in silence.
+TEST_F(Split, APieceThatCannotBeWrittenIsSaid)
+{
+    g_mkdir((folder + "/splitted-0001-(A_B_C).tap").c_str(), 0700);
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_split_analyze")));
+    dialog("Analysis completed");
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_split_split")));
+    const std::string text = dialog("Split tape");
+    EXPECT_EQ(text.rfind("The split did not complete: these pieces could not be written.", 0), 0u) << text;
+    EXPECT_NE(text.find("Could not create " + folder + "/splitted-0001-(A_B_C).tap"), std::string::npos) << text;
+    EXPECT_NE(log_text().find("Not written: splitted-0001-(A_B_C).tap"), std::string::npos) << log_text();
+    EXPECT_TRUE(g_file_test((folder + "/splitted-0000-(GAME).tap").c_str(), G_FILE_TEST_IS_REGULAR));
+}
