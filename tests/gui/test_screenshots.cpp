@@ -70,3 +70,35 @@ TEST_F(Screenshots, ReportPagesAfterATest)
     pump_for(200);
     EXPECT_FALSE(save_screenshot(mainwindow, "after_test_prg_files").empty());
 }
+
+// What a user sees when the console program cannot be run: the dialog, and
+// behind it a report page that says the same instead of an old report.
+TEST_F(Screenshots, AJobWhoseConsoleCannotBeRun)
+{
+    const std::string folder = tmp + "/no console here";
+    g_mkdir(folder.c_str(), 0700);
+    const std::string tape = tmp + "/game.tap";
+    write_file(tape, std::string("C64-TAPE-RAW\x01", 13) + std::string(1007, '\0'));
+    write_file(folder + "/qmreport.txt", sample_report(tmp + "/another.tap"));
+    replace_owned_string(utf8_path_consolelocation, folder.c_str());
+    replace_owned_string(utf8_path_lastopenTAP, tape.c_str());
+    replace_owned_string(utf8_path_lastopenfolder, tmp.c_str());
+    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
+    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
+    static bool shot = false;
+    answer_dialog("Error", [](GtkWidget *dialog) {
+        g_object_ref(dialog);
+        g_timeout_add(400, [](gpointer d) -> gboolean {
+            shot = !save_screenshot(GTK_WIDGET(d), "job_console_missing_dialog").empty();
+            gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_CLOSE);
+            g_object_unref(d);
+            return FALSE;
+        }, dialog);
+    });
+    on_core_test_activate();
+    ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000));
+    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }));
+    EXPECT_TRUE(shot);
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "job_console_missing_report").empty());
+}
