@@ -1,5 +1,7 @@
 #include "core/jobcheck.h"
 
+#include "core/textprintf.h"
+
 #include <glib.h>
 #include <glib/gi18n-lib.h>
 #include <glib/gstdio.h>
@@ -13,17 +15,6 @@ namespace {
 
 constexpr int64_t NS_PER_SECOND = 1000000000;
 
-std::string printf_string(const char *format, ...) G_GNUC_PRINTF(1, 2);
-std::string printf_string(const char *format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    gchar *text = g_strdup_vprintf(format, args);
-    va_end(args);
-    std::string result(text);
-    g_free(text);
-    return result;
-}
 
 std::string canonical(const std::string &path)
 {
@@ -36,7 +27,7 @@ std::string canonical(const std::string &path)
 // What the console program's failure to run looks like, with the way out.
 std::string not_run_text(const JobOutcome &outcome)
 {
-    return printf_string(_("The console program could not be run:\n%s\n\nIt was looked for in %s. Choose the "
+    return text_printf(_("The console program could not be run:\n%s\n\nIt was looked for in %s. Choose the "
                            "folder that holds it on the Options page, then start the job again. The report "
                            "pages and the tools stay empty."),
                          outcome.start_error.c_str(), outcome.console_folder.c_str());
@@ -113,11 +104,11 @@ std::string job_report_problem(const JobOutcome &outcome)
         return not_run_text(outcome);
     if (!outcome.report_new) {
         if (outcome.exit_known && outcome.exit_status != 0)
-            return printf_string(_("The console program failed (exit status %d) and wrote no report.\n\nThe report "
+            return text_printf(_("The console program failed (exit status %d) and wrote no report.\n\nThe report "
                                    "pages and the tools stay empty. Tick \"Redirect console output to the System "
                                    "Log\" on the Options page to see what it says in the System Log."),
                                  outcome.exit_status);
-        return printf_string(_("The console program wrote no new report (%s).\n\nThe report pages and the tools "
+        return text_printf(_("The console program wrote no new report (%s).\n\nThe report pages and the tools "
                                "stay empty: no report of an earlier job is shown for this one. Check that the "
                                "console location on the Options page holds the console program."),
                              outcome.report_path.c_str());
@@ -125,17 +116,17 @@ std::string job_report_problem(const JobOutcome &outcome)
     if (outcome.kind == JobKind::Batch)
         return std::string();
     if (!outcome.report_tape)
-        return printf_string(_("The report that the console program wrote (%s) does not say which tape it "
+        return text_printf(_("The report that the console program wrote (%s) does not say which tape it "
                                "describes.%s\n\nIt is shown on the Plain page only; the interactive report and the "
                                "tools stay empty."),
                              outcome.report_path.c_str(),
                              outcome.exit_known && outcome.exit_status != 0
-                                 ? printf_string(_(" The console program failed (exit status %d)."),
+                                 ? text_printf(_(" The console program failed (exit status %d)."),
                                                  outcome.exit_status)
                                        .c_str()
                                  : "");
     if (!job_same_file(*outcome.report_tape, outcome.expected_tape))
-        return printf_string(_("The report describes %s, not the tape just processed (%s).\n\nIt is not shown, and "
+        return text_printf(_("The report describes %s, not the tape just processed (%s).\n\nIt is not shown, and "
                                "the tools stay empty, so that no tool cuts this tape at another tape's offsets."),
                              outcome.report_tape->c_str(), outcome.expected_tape.c_str());
     return std::string();
@@ -163,17 +154,17 @@ OutputVerdict job_output_verdict(const std::string &path, bool is_new, const Job
     OutputVerdict verdict;
     if (is_new) {
         verdict.written = true;
-        verdict.log_line = printf_string(_("Written: %s\n"), path.c_str());
+        verdict.log_line = text_printf(_("Written: %s\n"), path.c_str());
         return verdict;
     }
     if (!outcome.started) {
-        verdict.dialog_text = not_run_text(outcome) + "\n\n" + printf_string(_("Nothing was written: %s"), path.c_str());
+        verdict.dialog_text = not_run_text(outcome) + "\n\n" + text_printf(_("Nothing was written: %s"), path.c_str());
         return verdict;
     }
     std::string why;
     if (outcome.exit_known && outcome.exit_status != 0)
-        why = printf_string(_("The console program failed (exit status %d). "), outcome.exit_status);
-    verdict.dialog_text = printf_string(_("Nothing was written: the console program did not write %s.\n\n%sTick "
+        why = text_printf(_("The console program failed (exit status %d). "), outcome.exit_status);
+    verdict.dialog_text = text_printf(_("Nothing was written: the console program did not write %s.\n\n%sTick "
                                           "\"Redirect console output to the System Log\" on the Options page to see what it says in "
                                           "the System Log."),
                                         path.c_str(), why.c_str());

@@ -1,5 +1,7 @@
 #include "core/reportcheck.h"
 
+#include "core/textprintf.h"
+
 #include <glib.h>
 #include <glib/gi18n-lib.h>
 #include <glib/gstdio.h>
@@ -12,17 +14,6 @@
 
 namespace {
 
-std::string printf_string(const char *format, ...) G_GNUC_PRINTF(1, 2);
-std::string printf_string(const char *format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    gchar *text = g_strdup_vprintf(format, args);
-    va_end(args);
-    std::string result(text);
-    g_free(text);
-    return result;
-}
 
 long long as_ll(int64_t value)
 {
@@ -63,7 +54,7 @@ std::string report_offsets_problem(const std::vector<ReportEntry> &rows, int64_t
     const int64_t header = REPORT_TAP_HEADER_SIZE;
     const int64_t file_size = static_cast<int64_t>(std::min<uint64_t>(tape_size, uint64_t(REPORT_OFFSET_MAX) * 2));
     if (total_size + header != file_size)
-        return refusal(printf_string(_("The tape is %lld bytes long, but its report gives %lld bytes: the tape has "
+        return refusal(text_printf(_("The tape is %lld bytes long, but its report gives %lld bytes: the tape has "
                                        "changed since it was tested, or the report belongs to another tape."),
                                      as_ll(file_size), as_ll(total_size + header)));
 
@@ -79,19 +70,19 @@ std::string report_offsets_problem(const std::vector<ReportEntry> &rows, int64_t
         const bool has_inner = row->inner_start != 0 || row->inner_end != 0;
         if (row->start < header || row->end >= file_size ||
             (has_inner && (row->inner_start < header || row->inner_end >= file_size)))
-            return refusal(printf_string(_("Entry %d of the report (offsets %lld to %lld) lies outside the tape, "
+            return refusal(text_printf(_("Entry %d of the report (offsets %lld to %lld) lies outside the tape, "
                                            "whose pulses run from offset %lld to %lld."),
                                          row->index, as_ll(row->start), as_ll(row->end), as_ll(header),
                                          as_ll(file_size - 1)));
         if (row->end < row->start ||
             (has_inner && (row->inner_start < row->start || row->inner_end < row->inner_start ||
                            row->end < row->inner_end)))
-            return refusal(printf_string(_("The offsets of entry %d of the report run backwards "
+            return refusal(text_printf(_("The offsets of entry %d of the report run backwards "
                                            "(%lld -> %lld -> %lld -> %lld)."),
                                          row->index, as_ll(row->start), as_ll(row->inner_start),
                                          as_ll(row->inner_end), as_ll(row->end)));
         if (previous != nullptr && row->start <= previous->end)
-            return refusal(printf_string(_("Entry %d of the report (from offset %lld) overlaps entry %d or comes "
+            return refusal(text_printf(_("Entry %d of the report (from offset %lld) overlaps entry %d or comes "
                                            "before it (which ends at offset %lld)."),
                                          row->index, as_ll(row->start), previous->index, as_ll(previous->end)));
         previous = row;
@@ -104,7 +95,7 @@ std::string report_tape_problem(const std::string &path, const std::vector<Repor
     GStatBuf status;
     if (g_stat(path.c_str(), &status) != 0) {
         const int error = errno;
-        return printf_string(_("Could not read the tape %s: %s"), path.c_str(), g_strerror(error));
+        return text_printf(_("Could not read the tape %s: %s"), path.c_str(), g_strerror(error));
     }
     return report_offsets_problem(rows, total_size, static_cast<uint64_t>(status.st_size));
 }

@@ -6,6 +6,8 @@
 #include "core/tapeoutput.h"
 #include "core/tapimage.h"
 
+#include "core/textprintf.h"
+
 #include <glib.h>
 #include <glib/gstdio.h>
 
@@ -57,17 +59,6 @@ std::string trimmed(const std::string &text)
     return text.substr(begin, end - begin);
 }
 
-std::string format(const char *fmt, ...) G_GNUC_PRINTF(1, 2);
-std::string format(const char *fmt, ...)
-{
-    va_list args;
-    va_start(args, fmt);
-    gchar *text = g_strdup_vprintf(fmt, args);
-    va_end(args);
-    std::string result(text);
-    g_free(text);
-    return result;
-}
 
 struct SplitState {
     int counter = 0;                 // number of the next piece
@@ -107,11 +98,11 @@ void write_piece(SplitState &state, SplitResult &result)
     }
     if (!piece.finish() || piece.failed()) {
         result.failed.push_back(piece.error());
-        result.log += format("Not written: %s - %s\n", file_name.c_str(), piece.error().c_str());
+        result.log += text_printf("Not written: %s - %s\n", file_name.c_str(), piece.error().c_str());
         return;
     }
     result.written.push_back(piece_path);
-    result.log += format("Filename: %s - Start: %lld - End: %lld - Block len: %lld\n",
+    result.log += text_printf("Filename: %s - Start: %lld - End: %lld - Block len: %lld\n",
                          state.name ? state.name->c_str() : "(none)", static_cast<long long>(state.start),
                          static_cast<long long>(state.end - 1), static_cast<long long>(length));
 }
@@ -171,14 +162,14 @@ std::string tape_split_idx_log(const std::vector<ReportEntry> &list_rows)
             break;
         const std::string name = trimmed(row.name);
         if (!name.empty()) {
-            log += format("0x%X\t\t%s\n", static_cast<unsigned>(SPLIT_FIRST_OFFSET), name.c_str());
+            log += text_printf("0x%X\t\t%s\n", static_cast<unsigned>(SPLIT_FIRST_OFFSET), name.c_str());
             break;
         }
     }
     for (const ReportEntry &row : rows) {
         if (!row.split_mark)
             continue;
-        log += format(row.start > SPLIT_SHORT_OFFSET_MAX ? "0x%llX\t%s\n" : "0x%llX\t\t%s\n",
+        log += text_printf(row.start > SPLIT_SHORT_OFFSET_MAX ? "0x%llX\t%s\n" : "0x%llX\t\t%s\n",
                       static_cast<unsigned long long>(row.start), row.name.c_str());
     }
     return log;
@@ -202,7 +193,7 @@ std::string tape_split_sanitize_name(const std::string &name)
 
 std::string tape_split_piece_name(int counter, const std::string *name)
 {
-    std::string file_name = format("splitted-%04d", counter);
+    std::string file_name = text_printf("splitted-%04d", counter);
     if (name != nullptr)
         file_name += "-(" + *name + ")";
     return file_name + ".tap";
