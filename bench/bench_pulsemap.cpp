@@ -1,6 +1,7 @@
 // The tape analysis on a 50 MB tape: parsing it into screen data (entries,
 // line starts and the per-byte line index), and working out the dots of one
-// screen of 1024 lines (what a full redraw hands to the drawing calls).
+// screen of 1024 lines (what a full redraw hands to the drawing calls); and
+// parsing a 1 MB tape of overflow marks.
 #include "bench_programs.h"
 #include "core/cbmencode.h"
 #include "core/pulsemap.h"
@@ -42,20 +43,51 @@ const Bytes &big_tape()
     return tape;
 }
 
+// Bytes the map's vectors hold, reserved room included.
+template <class Vector>
+double held_bytes(const Vector &v)
+{
+    return double(v.capacity()) * double(sizeof(typename Vector::value_type));
+}
+
 void BM_ParseFiftyMegabytes(benchmark::State &state)
 {
     const Bytes &tape = big_tape();
+    double held = 0;
     for (auto _ : state) {
         PulseMap map;
         std::string error;
         if (!pulse_map_build(tape.data(), tape.size(), map, error))
             state.SkipWithError(error.c_str());
         benchmark::DoNotOptimize(map.num_lines);
+        held = held_bytes(map.screen_data) + held_bytes(map.line_starts) + held_bytes(map.offset_lines);
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(tape.size()));
     state.counters["MB"] = double(tape.size()) / (1024.0 * 1024.0);
+    // Memory of all the map's arrays per byte of tape.
+    state.counters["bytes_per_tape_byte"] = held / double(tape.size());
 }
 BENCHMARK(BM_ParseFiftyMegabytes)->Unit(benchmark::kMillisecond);
+
+// A 1 MB TAP of nothing but overflow marks (00 FF FF FF): one pulse of
+// seconds, shown as at most 8192 units.
+void BM_ParseMegabyteOfOverflowMarks(benchmark::State &state)
+{
+    Bytes tape(big_tape().begin(), big_tape().begin() + TAP_HEADER_SIZE);  // a version 1 header
+    while (tape.size() < 1024 * 1024)
+        tape.insert(tape.end(), {0x00, 0xFF, 0xFF, 0xFF});
+    double held = 0;
+    for (auto _ : state) {
+        PulseMap map;
+        std::string error;
+        if (!pulse_map_build(tape.data(), tape.size(), map, error))
+            state.SkipWithError(error.c_str());
+        benchmark::DoNotOptimize(map.num_lines);
+        held = held_bytes(map.screen_data) + held_bytes(map.line_starts) + held_bytes(map.offset_lines);
+    }
+    state.counters["bytes_per_tape_byte"] = held / double(tape.size());
+}
+BENCHMARK(BM_ParseMegabyteOfOverflowMarks)->Unit(benchmark::kMillisecond);
 
 void BM_OneScreenOfDots(benchmark::State &state)
 {

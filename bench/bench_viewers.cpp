@@ -1,5 +1,5 @@
 // Speed of the PRG viewers on a full 64 KB program: the hex listing and the
-// disassembly (with and without comments).
+// disassembly (with and without comments); and the hex listing of 1 MB.
 #include "core/dasm.h"
 #include "core/hexlisting.h"
 
@@ -38,6 +38,23 @@ void BM_HexListing64K(benchmark::State &state)
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(program.size()));
 }
 BENCHMARK(BM_HexListing64K)->Unit(benchmark::kMillisecond);
+
+// The hex listing of a 1 MB PRG of random bytes (what bench/compare-hex-xxd.sh
+// times through the command line against xxd).
+void BM_HexListingOneMegabyte(benchmark::State &state)
+{
+    std::vector<uint8_t> program(1048576 + 2);
+    std::mt19937 random(99);
+    for (uint8_t &b : program)
+        b = uint8_t(random());
+    for (auto _ : state) {
+        GString *text = g_string_sized_new(303104);
+        benchmark::DoNotOptimize(make_hex_listing_bytes(program.data(), program.size(), 0, text));
+        g_string_free(text, TRUE);
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(program.size()));
+}
+BENCHMARK(BM_HexListingOneMegabyte)->Unit(benchmark::kMillisecond);
 
 void BM_Disassembly64K(benchmark::State &state)
 {

@@ -62,9 +62,11 @@ int run_hex(int argc, char **argv)
     const char *file = nullptr;
     if (!read_arguments(argc, argv, {"--convert"}, flags, &file))
         return -1;
-    GString *text = g_string_sized_new(303104);
-    return print_listing(make_hex_listing(file, flags[0] ? 1 : 0, text, cli_hooks), text,
-                         "quillmarfe-cli: no hex listing: the file holds fewer than 3 bytes\n");
+    // Streamed: a large PRG's listing is printed as it is made.
+    const int listed = write_hex_listing(file, flags[0] ? 1 : 0, stdout, cli_hooks);
+    if (listed != 1)
+        std::fputs("quillmarfe-cli: no hex listing: the file holds fewer than 3 bytes\n", stderr);
+    return listed == 1 ? 0 : 1;
 }
 
 int run_basic(int argc, char **argv)

@@ -21,6 +21,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 #include "core/decodehooks.h"
 
@@ -36,3 +37,10 @@ int make_hex_listing(const char *filename, int convert, GString *text, const Dec
 // The same on a PRG file already in memory.
 int make_hex_listing_bytes(const uint8_t *data, size_t size, int convert, GString *text,
                            const DecodeHooks &hooks = {});
+
+// The listing of the file at `filename` written to `out` as it is made, a few
+// kilobytes at a time (what the command line prints: no text of the whole
+// listing is held). Returns and reports as make_hex_listing() does, except
+// that hooks.progress is not called; nothing is written when 0 is returned
+// before the first line (a read error later leaves the lines already written).
+int write_hex_listing(const char *filename, int convert, FILE *out, const DecodeHooks &hooks = {});

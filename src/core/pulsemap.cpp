@@ -1,37 +1,205 @@
-// The tape analysis's screen data and view geometry.
+// The tape analysis's screen data: building it and looking lines up.
 #include "core/pulsemap.h"
 
 #include <glib.h>
 #include <glib/gi18n-lib.h>
 
 #include <cerrno>
+#include <cstring>
 #include <exception>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 namespace {
 
-// Turns decoded pulses into raw entries and screen lines, handing each to the
-// sink: sink.pulse(offset, line) at the start of every pulse,
-// sink.entry(value) for every entry, sink.line(start) when a line opens.
-template <class Sink>
-class EntryWalker {
+// Plain TAP bytes are stored this many at a time.
+constexpr std::size_t TAP_CHUNK_BYTES = 4096;
+
+// Room to reserve before the walk: entries and line starts.
+struct Reservation {
+    std::size_t entries = 0;
+    std::size_t lines = 0;
+};
+
+// Upper bounds of what a walk stores, read off the bytes without the walk's
+// bookkeeping: every pulse gives one entry plus a piece per 256 units shown
+// beyond that, and the units shown (capped over a run of continuing pulses as
+// the walk caps them) bound the lines.
+class RoomCounter {
 public:
-    explicit EntryWalker(Sink &sink) : sink_(sink) {}
+    void pulse(uint32_t units, bool continues)
+    {
+        if (!previous_continues_)
+            chain_shown_ = 0;
+        previous_continues_ = continues;
+        const uint32_t budget = PULSE_LONGEST_SHOWN_UNITS - chain_shown_;
+        const uint32_t shown = units < budget ? units : budget;
+        chain_shown_ += shown;
+        entries_ += 1 + shown / PULSE_PIECE_UNITS;
+        units_ += shown;
+    }
+    // Pulses known to be plain (below 256 units, not in a run), counted in bulk.
+    void plain(uint64_t count, uint64_t units)
+    {
+        previous_continues_ = false;
+        entries_ += count;
+        units_ += units;
+    }
+    Reservation room() const
+    {
+        Reservation r;
+        r.entries = entries_;
+        r.lines = units_ / PULSE_LINE_UNITS + 2;
+        return r;
+    }
+
+private:
+    uint64_t entries_ = 0;
+    uint64_t units_ = 0;
+    uint32_t chain_shown_ = 0;
+    bool previous_continues_ = false;
+};
+
+// Sum of n bytes, eight at a time: the bytes of a 64-bit word are added
+// pairwise into 16-bit lanes, which hold 255 such sums without overflowing.
+uint64_t byte_sum(const uint8_t *bytes, std::size_t n)
+{
+    constexpr uint64_t low_bytes = 0x00FF00FF00FF00FFull;
+    uint64_t total = 0;
+    std::size_t i = 0;
+    while (n - i >= 8) {
+        uint64_t lanes = 0;
+        for (std::size_t words = 0; words < 255 && n - i >= 8; ++words, i += 8) {
+            uint64_t word;
+            std::memcpy(&word, bytes + i, 8);
+            lanes += (word & low_bytes) + ((word >> 8) & low_bytes);
+        }
+        for (int lane = 0; lane < 4; ++lane)
+            total += (lanes >> (16 * lane)) & 0xFFFF;
+    }
+    for (; i < n; ++i)
+        total += bytes[i];
+    return total;
+}
+
+// TAP: the zero bytes are found with memchr; the plain bytes between them
+// are summed in bulk.
+Reservation tap_reservation(const uint8_t *file, std::size_t size)
+{
+    const uint8_t *data = file + TAP_HEADER_SIZE;
+    const std::size_t n = size - TAP_HEADER_SIZE;
+    const uint8_t version = file[TAP_OFFSET_VERSION];
+    RoomCounter counter;
+    std::size_t pos = 0;
+    while (pos < n) {
+        const void *zero = std::memchr(data + pos, 0, n - pos);
+        const std::size_t at = zero != nullptr ? static_cast<const uint8_t *>(zero) - data : n;
+        if (at > pos)
+            counter.plain(at - pos, byte_sum(data + pos, at - pos));
+        if (at == n)
+            break;
+        pos = at + 1;
+        if (version == 0) {
+            counter.pulse(TAP_V0_LONG_PULSE_UNITS, false);
+        } else if (version == 1 || version == 2) {
+            const std::size_t present = n - pos < 3 ? n - pos : 3;
+            uint32_t cycles = 0;
+            for (std::size_t i = 0; i < present; ++i)
+                cycles |= static_cast<uint32_t>(data[pos + i]) << (8 * i);
+            const bool overflow = present == 3 && cycles == TAP_OVERFLOW_CYCLES;
+            counter.pulse(overflow ? TAP_OVERFLOW_UNITS : cycles >> 3, overflow);
+            pos += present;
+        } else {
+            counter.plain(1, 0);
+        }
+    }
+    Reservation room = counter.room();
+    room.lines += TAP_CHUNK_BYTES / 2 + 1;  // see MapBuilder::plain_bytes()
+    return room;
+}
+
+// ZORV: every sample converted, through a table when there are many.
+Reservation zorv_reservation(const uint8_t *file, std::size_t size)
+{
+    const DownsampleFunc f =
+        choose_downsample(tape_platform_index(file, FileType::ZorvDump), file[TAP_OFFSET_VIDEO]);
+    const std::size_t samples = (size - TAP_HEADER_SIZE + 1) / 2;
+    std::vector<uint16_t> table;
+    if (samples > 0x10000) {
+        table.resize(0x10000);
+        for (uint32_t s = 0; s < 0x10000; ++s)
+            table[s] = static_cast<uint16_t>(zorv_sample_to_units(s, f));
+    }
+    RoomCounter counter;
+    for (std::size_t pos = TAP_HEADER_SIZE; pos < size; pos += 2) {
+        uint32_t sample = file[pos];
+        if (pos + 1 < size)
+            sample |= static_cast<uint32_t>(file[pos + 1]) << 8;
+        const uint32_t units = table.empty() ? zorv_sample_to_units(sample, f) : table[sample];
+        counter.pulse(units, sample == ZORV_OVERFLOW_SAMPLE);
+    }
+    return counter.room();
+}
+
+Reservation reservation_for(const uint8_t *file, std::size_t size, bool zorv)
+{
+    if (file == nullptr || size <= TAP_HEADER_SIZE) {
+        Reservation none;
+        none.lines = 2;
+        return none;
+    }
+    return zorv ? zorv_reservation(file, size) : tap_reservation(file, size);
+}
+
+// Asks for huge pages under a freshly reserved vector: its pages are then
+// faulted in 2 MB at a time rather than 4 KB, which on a 50 MB tape saves
+// most of the time spent filling hundreds of megabytes. Only a hint.
+template <class T>
+void advise_huge_pages(std::vector<T> &v)
+{
+#if defined(MADV_HUGEPAGE)
+    constexpr uintptr_t huge = 2u * 1024 * 1024;
+    const uintptr_t begin = reinterpret_cast<uintptr_t>(v.data());
+    const uintptr_t end = begin + v.capacity() * sizeof(T);
+    const uintptr_t first = (begin + huge - 1) & ~(huge - 1);
+    const uintptr_t last = end & ~(huge - 1);
+    if (last > first)
+        madvise(reinterpret_cast<void *>(first), last - first, MADV_HUGEPAGE);
+#else
+    (void)v;
+#endif
+}
+
+// Builds the map in one walk over the pulses: the offset index, the entries
+// and the line starts are appended in tape order.
+class MapBuilder {
+public:
+    explicit MapBuilder(PulseMap &map) : map_(map) { map_.line_starts.push_back(0); }
 
     void visit(const TapePulse &p)
     {
-        sink_.pulse(p.offset, line_);
+        std::vector<uint32_t> &offsets = map_.offset_lines;
+        while (offsets.size() < p.offset)
+            offsets.push_back(PULSE_OFFSET_NO_LINE);
+        offsets.push_back(static_cast<uint32_t>(line_));
+
         // A pulse is cut into marked pieces when it is long (the long forms
         // and anything of 256 units or more) or part of an overflow run.
         const bool follows_overflow = previous_continues_;
         previous_continues_ = p.continues;
-        if (!follows_overflow && !p.continues) {
-            if (p.units < PULSE_PIECE_UNITS && (!p.long_form || p.units == 0)) {
-                // The 3-byte form that shifts to 0 units is a plain 0 too.
-                emit(static_cast<uint16_t>(p.units));
-                return;
-            }
+        if (!follows_overflow && !p.continues && p.units < PULSE_PIECE_UNITS &&
+            (!p.long_form || p.units == 0)) {
+            // The 3-byte form that shifts to 0 units is a plain 0 too.
+            emit(static_cast<uint16_t>(p.units));
+            return;
         }
-        uint32_t left = p.units;
+        if (!follows_overflow)
+            shown_ = 0;
+        const uint32_t budget = PULSE_LONGEST_SHOWN_UNITS - shown_;
+        uint32_t left = p.units < budget ? p.units : budget;
+        shown_ += left;
         bool emitted = false;
         while (left >= PULSE_PIECE_UNITS) {
             const bool last = left == PULSE_PIECE_UNITS && !p.continues;
@@ -43,56 +211,119 @@ public:
                 return;
         }
         // The rest below 256 closes the pulse; a continuing pulse that ended
-        // exactly on a whole piece has no rest to store.
+        // exactly on a whole piece has no rest to store. Past the longest
+        // shown length the rest is a marked 0.
         if (left > 0 || !emitted)
             emit(static_cast<uint16_t>(PULSE_ENTRY_PIECE | (p.continues ? 0 : PULSE_ENTRY_LAST) | left));
     }
 
-    uint64_t entries() const { return entries_; }
-    uint64_t last_line() const { return line_; }
+    // TAP file bytes [from, to), all non-zero: plain pulses of that many
+    // units (the first one is marked when it follows an overflow mark). The
+    // vectors grow a chunk at a time and the chunk is written through
+    // pointers, which keeps this loop free of per-byte capacity checks.
+    void plain_bytes(const uint8_t *file, std::size_t from, std::size_t to)
+    {
+        if (from < to && previous_continues_) {
+            visit(TapePulse{from, file[from], false, false});
+            ++from;
+        }
+        std::vector<uint32_t> &offsets = map_.offset_lines;
+        std::vector<uint16_t> &entries = map_.screen_data;
+        std::vector<uint64_t> &lines = map_.line_starts;
+        if (from < to)
+            offsets.resize(from, PULSE_OFFSET_NO_LINE);
+        uint64_t line = line_;
+        uint32_t sum = sum_;
+        while (from < to) {
+            const std::size_t count = to - from < TAP_CHUNK_BYTES ? to - from : TAP_CHUNK_BYTES;
+            const std::size_t first_entry = entries.size();
+            const std::size_t first_line = lines.size();
+            offsets.resize(from + count);
+            entries.resize(first_entry + count);
+            // Each byte adds at most 255 units to a sum below 622: at most
+            // count / 2 + 1 lines close.
+            lines.resize(first_line + count / 2 + 1);
+            uint32_t *offset = offsets.data() + from;
+            uint16_t *entry = entries.data() + first_entry;
+            uint64_t *line_start = lines.data() + first_line;
+            const uint8_t *bytes = file + from;
+            for (std::size_t i = 0; i < count; ++i) {
+                const uint32_t units = bytes[i];
+                offset[i] = static_cast<uint32_t>(line);
+                entry[i] = static_cast<uint16_t>(units);
+                sum += units;
+                if (sum >= PULSE_LINE_UNITS) {
+                    sum -= PULSE_LINE_UNITS;
+                    ++line;
+                    *line_start++ = first_entry + i + 1;
+                }
+            }
+            lines.resize(static_cast<std::size_t>(line_start - lines.data()));
+            from += count;
+        }
+        line_ = line;
+        sum_ = sum;
+    }
+
+    // Closes the last line and pads the offset index to the file size.
+    uint64_t finish(std::size_t file_size)
+    {
+        map_.line_starts.push_back(map_.screen_data.size());
+        map_.offset_lines.resize(file_size, PULSE_OFFSET_NO_LINE);
+        return line_;
+    }
 
 private:
     void emit(uint16_t value)
     {
-        sink_.entry(value);
-        ++entries_;
+        map_.screen_data.push_back(value);
+        // The sum stays below 622 + 256, so one subtraction keeps the remainder.
         sum_ += value & PULSE_ENTRY_LENGTH;
         if (sum_ >= PULSE_LINE_UNITS) {
-            sum_ %= PULSE_LINE_UNITS;
+            sum_ -= PULSE_LINE_UNITS;
             ++line_;
-            sink_.line(entries_);
+            map_.line_starts.push_back(map_.screen_data.size());
         }
     }
 
-    Sink &sink_;
-    uint64_t entries_ = 0;
+    PulseMap &map_;
     uint64_t line_ = 0;
     uint32_t sum_ = 0;
+    uint32_t shown_ = 0;  // units shown of the current pulse and the ones continuing it
     bool previous_continues_ = false;
 };
 
-template <class Sink>
-void walk(const uint8_t *file, std::size_t size, Sink &sink, uint64_t &entries, uint64_t &last_line)
+// The pulses of a TAP file, read as for_each_tape_pulse() reads them, with
+// the runs of plain bytes between zero bytes (found with memchr) handed over
+// in bulk.
+void walk_tap(const uint8_t *file, std::size_t size, MapBuilder &builder)
 {
-    EntryWalker<Sink> walker(sink);
-    for_each_tape_pulse(file, size, [&walker](const TapePulse &p) { walker.visit(p); });
-    entries = walker.entries();
-    last_line = walker.last_line();
+    const uint8_t version = file[TAP_OFFSET_VERSION];
+    std::size_t pos = TAP_HEADER_SIZE;
+    while (pos < size) {
+        const void *zero = std::memchr(file + pos, 0, size - pos);
+        const std::size_t at = zero != nullptr ? static_cast<const uint8_t *>(zero) - file : size;
+        builder.plain_bytes(file, pos, at);
+        if (at == size)
+            break;
+        TapePulse p{at, 0, false, false};
+        pos = at + 1;
+        if (version == 0) {
+            p.units = TAP_V0_LONG_PULSE_UNITS;
+            p.long_form = true;
+        } else if (version == 1 || version == 2) {
+            const std::size_t present = size - pos < 3 ? size - pos : 3;
+            uint32_t cycles = 0;
+            for (std::size_t i = 0; i < present; ++i)
+                cycles |= static_cast<uint32_t>(file[pos + i]) << (8 * i);
+            p.long_form = true;
+            p.continues = present == 3 && cycles == TAP_OVERFLOW_CYCLES;
+            p.units = p.continues ? TAP_OVERFLOW_UNITS : cycles >> 3;
+            pos += present;
+        }
+        builder.visit(p);
+    }
 }
-
-struct CountSink {
-    void pulse(uint64_t, uint64_t) {}
-    void entry(uint16_t) {}
-    void line(uint64_t) {}
-};
-
-struct FillSink {
-    PulseMap &map;
-    uint64_t next_line = 1;
-    void pulse(uint64_t offset, uint64_t line) { map.offset_lines[offset] = line; }
-    void entry(uint16_t value) { map.screen_data.push_back(value); }
-    void line(uint64_t start) { map.line_starts[next_line++] = start; }
-};
 
 std::string format_message(const char *format, const char *detail)
 {
@@ -116,32 +347,54 @@ bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::
         map.video = file[TAP_OFFSET_VIDEO];
     }
     map.downsample = choose_downsample(map.platform, map.video);
-
-    // First pass: how many entries and lines.
-    CountSink counter;
-    uint64_t entries = 0, last_line = 0;
-    walk(file, size, counter, entries, last_line);
+    const std::size_t file_size = file != nullptr ? size : 0;
+    const Reservation room = reservation_for(file, file_size, map.zorv);
 
     try {
-        map.screen_data.reserve(entries);
+        map.screen_data.reserve(room.entries);
     } catch (const std::exception &) {
         map = PulseMap{};
         error = format_message(_("Could not allocate raw workspace in memory:\n\n%s"), g_strerror(ENOMEM));
         return false;
     }
     try {
-        map.line_starts.assign(last_line + 2, 0);
-        map.offset_lines.assign(file != nullptr ? size : 0, PULSE_MAP_NO_LINE);
+        map.line_starts.reserve(room.lines);
+        map.offset_lines.reserve(file_size);
     } catch (const std::exception &) {
         map = PulseMap{};
         error = format_message(_("Could not allocate index workspace in memory:\n\n%s"), g_strerror(ENOMEM));
         return false;
     }
 
-    // Second pass: the same walk, storing. Line 0 starts at entry 0.
-    FillSink filler{map};
-    walk(file, size, filler, entries, last_line);
-    map.line_starts[last_line + 1] = entries;
+    advise_huge_pages(map.screen_data);
+    advise_huge_pages(map.line_starts);
+    advise_huge_pages(map.offset_lines);
+
+    uint64_t last_line = 0;
+    try {
+        MapBuilder builder(map);
+        if (map.zorv || file_size <= TAP_HEADER_SIZE)
+            for_each_tape_pulse(file, file_size, [&builder](const TapePulse &p) { builder.visit(p); });
+        else
+            walk_tap(file, file_size, builder);
+        last_line = builder.finish(file_size);
+    } catch (const std::exception &) {
+        // Only a vector that is full was growing.
+        const bool entries = map.screen_data.size() == map.screen_data.capacity();
+        map = PulseMap{};
+        error = format_message(entries ? _("Could not allocate raw workspace in memory:\n\n%s")
+                                       : _("Could not allocate index workspace in memory:\n\n%s"),
+                               g_strerror(ENOMEM));
+        return false;
+    }
+    if (last_line >= PULSE_OFFSET_NO_LINE) {
+        map = PulseMap{};
+        gchar *text = g_strdup_printf(_("The tape is too long to analyse: it needs more than %u screen lines."),
+                                      static_cast<unsigned>(PULSE_OFFSET_NO_LINE - 1));
+        error = text;
+        g_free(text);
+        return false;
+    }
     map.num_lines = last_line + 2;
     return true;
 }
@@ -186,7 +439,7 @@ uint64_t pulse_map_line_of_offset(const PulseMap &map, uint64_t offset)
     if (offset >= map.offset_lines.size())
         return PULSE_MAP_NO_LINE;
     for (uint64_t o = offset + 1; o-- > 0;) {
-        if (map.offset_lines[o] != PULSE_MAP_NO_LINE)
+        if (map.offset_lines[o] != PULSE_OFFSET_NO_LINE)
             return map.offset_lines[o];
     }
     return 0;
@@ -200,95 +453,4 @@ PulseLineEntries pulse_map_line_entries(const PulseMap &map, uint64_t line)
         range.end = map.line_starts[line + 1];
     }
     return range;
-}
-
-int pulse_view_capacity(PulseLayout layout, int width, int height)
-{
-    return layout == PulseLayout::Vertical ? height : width;
-}
-
-int64_t pulse_view_clamp_first_line(int64_t first, uint64_t num_lines, int capacity)
-{
-    const int64_t lines = static_cast<int64_t>(num_lines);
-    if (first + capacity <= lines)
-        return first;
-    if (lines - capacity < 2)
-        return 0;
-    return lines - 1 - capacity;
-}
-
-uint64_t pulse_view_lines_end(int64_t first, uint64_t num_lines, int capacity)
-{
-    const int64_t end = first + capacity;
-    if (end < 0)
-        return 0;
-    return static_cast<uint64_t>(end) < num_lines ? static_cast<uint64_t>(end) : num_lines;
-}
-
-PulseViewAdjustment pulse_view_adjustment(int64_t first, uint64_t num_lines, int capacity)
-{
-    PulseViewAdjustment a;
-    a.lower = 0;
-    a.value = static_cast<double>(first);
-    a.upper = static_cast<double>(num_lines) - 1;
-    a.page_increment = capacity;
-    a.page_size = capacity;
-    return a;
-}
-
-double pulse_view_wheel_value(const PulseViewAdjustment &a, bool up)
-{
-    const double step = a.page_increment / 6;
-    if (up) {
-        const double v = a.value - step;
-        return v < a.lower ? a.lower : v;
-    }
-    const double limit = a.upper - a.page_size;
-    const double v = a.value + step;
-    return v > limit ? limit : v;
-}
-
-bool pulse_view_scroll_is_incremental(int64_t d, int capacity)
-{
-    const int64_t magnitude = d < 0 ? -d : d;
-    return magnitude < capacity;
-}
-
-PulseViewBand pulse_view_exposed_band(int64_t new_first, int64_t d, int capacity)
-{
-    PulseViewBand band;
-    if (d > 0) {
-        band.count = static_cast<int>(d);
-        band.position = capacity - band.count;
-        band.first_line = new_first + band.position;
-    } else if (d < 0) {
-        band.count = static_cast<int>(-d);
-        band.position = 0;
-        band.first_line = new_first;
-    }
-    return band;
-}
-
-PulseDot pulse_view_dot(PulseLayout layout, int position, unsigned length, int height)
-{
-    PulseDot dot;
-    const int distance = 2 * static_cast<int>(length);
-    if (layout == PulseLayout::Vertical) {
-        dot.x0 = distance;
-        dot.x1 = distance + 1;
-        dot.y0 = dot.y1 = position;
-    } else {
-        dot.x0 = dot.x1 = position;
-        dot.y0 = height - distance;
-        dot.y1 = height - distance - 1;
-    }
-    return dot;
-}
-
-std::string pulse_view_snapshot_label(int first_line)
-{
-    gchar *text = g_strdup_printf("analysis_y=%d", first_line);
-    std::string result(text);
-    g_free(text);
-    return result;
 }

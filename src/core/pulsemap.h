@@ -15,6 +15,23 @@
 // opens a new line and the sum keeps the remainder. One entry never spans
 // two lines; a long pulse usually does.
 //
+// Longest pulse shown: a pulse (with every pulse an overflow mark continues
+// into) is drawn as at most PULSE_LONGEST_SHOWN_UNITS units, about 13 screen
+// lines; the pieces beyond are not stored. Each raw pulse after that still
+// gets one marked piece of 0 units, so that it keeps its place in the offset
+// index and the last one still carries bit 14. This deliberately departs from
+// drawing every unit of a very long pulse: a single overflow mark is over two
+// million units (8192 pieces, 3371 lines), and a tape made of them would need
+// gigabytes. Capped, every raw pulse costs a bounded number of entries and
+// lines, and a pause of seconds shows as a short blank band instead of
+// thousands of empty lines. Ordinary long pulses (a version 0 zero byte of
+// 2500 units, a 3-byte form below the cap, any single ZORV sample) are
+// drawn whole.
+//
+// Memory: 4 bytes of offset index per file byte, 2 bytes per entry (about one
+// per pulse) and 8 bytes per screen line; the vectors are reserved from a
+// bound read off the file, so a plain tape needs about 7 bytes per file byte.
+//
 // Pure and GLib-only.
 #ifndef QUILLMAR_CORE_PULSEMAP_H
 #define QUILLMAR_CORE_PULSEMAP_H
@@ -30,14 +47,18 @@
 constexpr uint32_t PULSE_LINE_UNITS = 622;
 // Longest piece of a long pulse.
 constexpr uint32_t PULSE_PIECE_UNITS = 256;
+// Longest pulse drawn (32 pieces); see above.
+constexpr uint32_t PULSE_LONGEST_SHOWN_UNITS = 8192;
 
 constexpr uint16_t PULSE_ENTRY_PIECE = 0x8000;    // bit 15: piece of a long pulse
 constexpr uint16_t PULSE_ENTRY_LAST = 0x4000;     // bit 14: last piece, no continuation
 constexpr uint16_t PULSE_ENTRY_LENGTH = 0x3FFF;   // bits 0..13: length in units
 
-// Value of offset_lines at a file offset where no pulse begins, and the
-// answer of pulse_map_line_of_offset() for an offset beyond the file.
+// Answer of pulse_map_line_of_offset() for an offset beyond the file.
 constexpr uint64_t PULSE_MAP_NO_LINE = UINT64_MAX;
+// Value of offset_lines at a file offset where no pulse begins. Screen line
+// numbers stay below it (a tape with more lines is refused).
+constexpr uint32_t PULSE_OFFSET_NO_LINE = UINT32_MAX;
 
 struct PulseMap {
     // One entry per raw pulse piece, in tape order (nRawPulseCount = size()).
@@ -46,8 +67,8 @@ struct PulseMap {
     // after the last line holds screen_data.size(). Size = num_lines.
     std::vector<uint64_t> line_starts;
     // Per file byte: at an offset where a pulse's encoding begins, the screen
-    // line in which that pulse starts; PULSE_MAP_NO_LINE elsewhere.
-    std::vector<uint64_t> offset_lines;
+    // line in which that pulse starts; PULSE_OFFSET_NO_LINE elsewhere.
+    std::vector<uint32_t> offset_lines;
     // Last screen line number plus 2 (so line_starts.size()).
     uint64_t num_lines = 0;
 
@@ -71,7 +92,9 @@ inline unsigned pulse_entry_length(uint16_t entry) { return entry & PULSE_ENTRY_
 // header's size field is not used). On allocation failure returns false with
 // error set to "Could not allocate raw workspace in memory:\n\n%s" (entries)
 // or "Could not allocate index workspace in memory:\n\n%s" (either index),
-// and leaves map empty.
+// and leaves map empty. A tape of PULSE_OFFSET_NO_LINE screen lines or more
+// gives "The tape is too long to analyse: it needs more than %u screen lines."
+// with that number.
 bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::string &error);
 
 // Loads the file at path (file-system encoding) into data, then builds map.

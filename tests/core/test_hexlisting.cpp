@@ -6,6 +6,8 @@
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -499,6 +501,115 @@ TEST(HexListingFile, TwoByteFileFailsWithoutLoadError)
     EXPECT_EQ(file_listing(path, 0, &result, hooks), "");
     EXPECT_EQ(result, 0);
     EXPECT_EQ(log.calls, 0);
+}
+
+// The listing formatted the plain way, one printf per byte.
+std::string reference_listing(const Bytes &file, int convert)
+{
+    const unsigned load = file[0] + 256u * file[1];
+    const size_t n = file.size() - 2;
+    std::string out;
+    char piece[16];
+    for (size_t o = 0; o < n; o += 16) {
+        const size_t count = n - o < 16 ? n - o : 16;
+        std::snprintf(piece, sizeof piece, "\n%04X: ", (load + unsigned(o)) % 65536u);
+        out += piece;
+        std::string column;
+        for (size_t j = 0; j < 16; j++) {
+            if (j >= count) {
+                out += "   ";
+                continue;
+            }
+            uint8_t b = file[2 + o + j];
+            std::snprintf(piece, sizeof piece, "%02X ", b);
+            out += piece;
+            if (convert == 1 && b < 32)
+                b = uint8_t(b + 64);
+            const bool shown = (b >= '0' && b <= '9') || (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || b == ' ';
+            column += shown ? char(b) : '.';
+        }
+        out += "'" + column + "'";
+    }
+    out += "\n";
+    return out;
+}
+
+TEST(HexListing, LargeRandomFileMatchesAPlainFormatter)
+{
+    std::mt19937 random(2024);
+    for (const size_t size : {size_t(1048576 + 2), size_t(1048576 + 2 + 13), size_t(70001)}) {
+        Bytes file(size);
+        for (uint8_t &b : file)
+            b = uint8_t(random());
+        for (const int convert : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << "size " << size << " convert " << convert);
+            const std::string expected = reference_listing(file, convert);
+            EXPECT_TRUE(listing(file, convert) == expected);  // megabytes: no diff printed
+            EXPECT_EQ(listing(file, convert).size(), expected.size());
+        }
+    }
+}
+
+// What write_hex_listing() writes for the file at path; `result` receives its return value.
+std::string streamed_listing(const std::string &path, int convert, int *result, const DecodeHooks &hooks = {})
+{
+    FILE *out = std::tmpfile();
+    EXPECT_NE(out, nullptr);
+    if (out == nullptr)
+        return "";
+    *result = write_hex_listing(path.c_str(), convert, out, hooks);
+    std::string text;
+    std::rewind(out);
+    char buffer[65536];
+    size_t got;
+    while ((got = std::fread(buffer, 1, sizeof buffer, out)) > 0)
+        text.append(buffer, got);
+    std::fclose(out);
+    return text;
+}
+
+TEST(HexListingFile, StreamedListingEqualsTheListingOfTheWholeFile)
+{
+    TempFolder folder("qm-hex-stream-XXXXXX");
+    std::mt19937 random(7);
+    // Sizes around the line length and the 16 KB chunks the writer reads.
+    for (const size_t size : {size_t(3), size_t(17), size_t(18), size_t(19), size_t(16386), size_t(16387),
+                              size_t(16384 * 3 + 2 + 15), size_t(1048576 + 2), size_t(1048576 + 9)}) {
+        Bytes file(size);
+        for (uint8_t &b : file)
+            b = uint8_t(random());
+        const std::string path = folder.write("big.prg", file);
+        for (const int convert : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << "size " << size << " convert " << convert);
+            int result = -1;
+            const std::string streamed = streamed_listing(path, convert, &result);
+            EXPECT_EQ(result, 1);
+            EXPECT_TRUE(streamed == reference_listing(file, convert));  // megabytes: no diff printed
+        }
+    }
+}
+
+TEST(HexListingFile, StreamedListingFailsLikeTheWholeFileListing)
+{
+    TempFolder folder("qm-hex-stream-XXXXXX");
+    const std::string missing = folder.file("missing.prg");
+    const std::string short_file = folder.write("short.prg", {0x01, 0x08});
+    for (const std::string &path : {missing, folder.path, short_file}) {
+        SCOPED_TRACE(path);
+        LoadErrorLog whole_log, streamed_log;
+        DecodeHooks hooks;
+        hooks.load_error = record_load_error;
+        hooks.user = &whole_log;
+        int whole = -1, streamed = -1;
+        EXPECT_EQ(file_listing(path, 0, &whole, hooks), "");
+        hooks.user = &streamed_log;
+        EXPECT_EQ(streamed_listing(path, 0, &streamed, hooks), "");
+        EXPECT_EQ(streamed, 0);
+        EXPECT_EQ(whole, 0);
+        EXPECT_EQ(streamed_log.calls, whole_log.calls);
+        EXPECT_EQ(streamed_log.path, whole_log.path);
+        EXPECT_EQ(streamed_log.message, whole_log.message);
+    }
 }
 
 } // namespace

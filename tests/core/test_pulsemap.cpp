@@ -1,6 +1,7 @@
 // The tape analysis's screen data (entries, screen lines, offset index) and
 // the view geometry.
 #include "core/pulsemap.h"
+#include "pulsemap_testing.h"
 
 #include <glib.h>
 #include <glib/gstdio.h>
@@ -12,56 +13,12 @@
 
 namespace {
 
-std::vector<uint8_t> header(const char *magic, uint8_t version, uint8_t platform = 0, uint8_t video = 0)
-{
-    std::vector<uint8_t> file(magic, magic + 12);
-    file.push_back(version);
-    file.push_back(platform);
-    file.push_back(video);
-    file.push_back(0);
-    file.insert(file.end(), {0, 0, 0, 0});
-    return file;
-}
-
-std::vector<uint8_t> tap(uint8_t version, const std::vector<uint8_t> &data)
-{
-    std::vector<uint8_t> file = header("C64-TAPE-RAW", version);
-    file.insert(file.end(), data.begin(), data.end());
-    return file;
-}
-
-std::vector<uint8_t> zorv(uint8_t platform, uint8_t video, const std::vector<uint16_t> &samples,
-                          const std::vector<uint8_t> &tail = {})
-{
-    std::vector<uint8_t> file = header("ZORV-TAP-RAW", 1, platform, video);
-    for (const uint16_t s : samples) {
-        file.push_back(static_cast<uint8_t>(s & 0xFF));
-        file.push_back(static_cast<uint8_t>(s >> 8));
-    }
-    file.insert(file.end(), tail.begin(), tail.end());
-    return file;
-}
-
-PulseMap build(const std::vector<uint8_t> &file)
-{
-    PulseMap map;
-    std::string error;
-    EXPECT_TRUE(pulse_map_build(file.data(), file.size(), map, error));
-    EXPECT_EQ(error, "");
-    return map;
-}
-
-std::vector<uint16_t> repeat(uint16_t value, std::size_t n, std::vector<uint16_t> tail = {})
-{
-    std::vector<uint16_t> v(n, value);
-    v.insert(v.end(), tail.begin(), tail.end());
-    return v;
-}
+using namespace pulsemap_testing;
 
 // The offset index with NO_LINE everywhere but the given (offset, line) pairs.
-std::vector<uint64_t> offsets(std::size_t size, const std::vector<std::pair<uint64_t, uint64_t>> &set)
+std::vector<uint32_t> offsets(std::size_t size, const std::vector<std::pair<uint64_t, uint32_t>> &set)
 {
-    std::vector<uint64_t> v(size, PULSE_MAP_NO_LINE);
+    std::vector<uint32_t> v(size, PULSE_OFFSET_NO_LINE);
     for (const auto &p : set)
         v[p.first] = p.second;
     return v;
@@ -115,7 +72,7 @@ TEST(PulseMap, HeaderOnlyAndShortFilesHaveOneEmptyLine)
         EXPECT_TRUE(map.screen_data.empty());
         EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 0}));
         EXPECT_EQ(map.num_lines, 2u);
-        EXPECT_EQ(map.offset_lines, std::vector<uint64_t>(size, NO));
+        EXPECT_EQ(map.offset_lines, std::vector<uint32_t>(size, PULSE_OFFSET_NO_LINE));
     }
 }
 
@@ -160,26 +117,40 @@ TEST(PulseMap, OtherVersionsReadAZeroByteAsAPlainZero)
 
 TEST(PulseMap, OverflowMarkContinuesIntoTheNextPulse)
 {
-    // 0xFFFFFF: 0x1FFFFF units = 8191 pieces of 256 and 255 without bit 14;
-    // the following 128-unit pulse is the last piece of the same pulse.
+    // 0xFFFFFF: 0x1FFFFF units, shown as the longest 8192: 32 pieces of 256
+    // without bit 14; the following 128-unit pulse is the last piece of the
+    // same pulse, past the longest length: a marked 0 with bit 14.
     const PulseMap map = build(tap(1, {0x00, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x04, 0x00, 0x11}));
-    EXPECT_EQ(map.screen_data, repeat(0x8100, 8191, {0x80FF, 0xC080, 0x0011}));
-    // 2097151 units before the second pulse: line 3371 (622 x 3371 = 2096762);
-    // 2097296 units in all: still line 3371.
-    EXPECT_EQ(map.offset_lines, offsets(29, {{20, 0}, {24, 3371}, {28, 3371}}));
-    EXPECT_EQ(map.num_lines, 3373u);
-    ASSERT_EQ(map.line_starts.size(), 3373u);
-    EXPECT_EQ(map.line_starts[0], 0u);
-    EXPECT_EQ(map.line_starts[1], 3u);  // 3 x 256 = 768 >= 622
-    EXPECT_EQ(map.line_starts[3372], 8194u);
-    for (uint64_t line = 0; line + 1 < map.num_lines; ++line)
-        EXPECT_LE(map.line_starts[line], map.line_starts[line + 1]);
+    EXPECT_EQ(map.screen_data, repeat(0x8100, 32, {0xC000, 0x0011}));
+    // A line closes after entry k when 256 k first reaches 622 j: 8192 =
+    // 13 x 622 + 106, so the second pulse starts in line 13.
+    EXPECT_EQ(map.offset_lines, offsets(29, {{20, 0}, {24, 13}, {28, 13}}));
+    EXPECT_EQ(map.line_starts,
+              (std::vector<uint64_t>{0, 3, 5, 8, 10, 13, 15, 18, 20, 22, 25, 27, 30, 32, 34}));
+    EXPECT_EQ(map.num_lines, 15u);
 }
 
 TEST(PulseMap, PlainByteAfterAnOverflowMarkIsMarked)
 {
     const PulseMap map = build(tap(1, {0x00, 0xFF, 0xFF, 0xFF, 0x30, 0x30}));
-    EXPECT_EQ(map.screen_data, repeat(0x8100, 8191, {0x80FF, 0xC030, 0x0030}));
+    EXPECT_EQ(map.screen_data, repeat(0x8100, 32, {0xC000, 0x0030}));
+}
+
+TEST(PulseMap, LongPulsesAreShownUpTo8192Units)
+{
+    // 65528 cycles = 8191 units: whole, 31 x 256 + 255.
+    PulseMap map = build(tap(1, {0x00, 0xF8, 0xFF, 0x00}));
+    EXPECT_EQ(map.screen_data, repeat(0x8100, 31, {0xC0FF}));
+    // 65536 cycles = 8192 units: 32 pieces, the last with bit 14.
+    map = build(tap(1, {0x00, 0x00, 0x00, 0x01}));
+    EXPECT_EQ(map.screen_data, repeat(0x8100, 31, {0xC100}));
+    // 8193 units and 0x7FFFFF cycles (over a million units) look the same.
+    for (const std::vector<uint8_t> &data :
+         {std::vector<uint8_t>{0x00, 0x08, 0x00, 0x01}, std::vector<uint8_t>{0x00, 0xFF, 0xFF, 0x7F}}) {
+        map = build(tap(1, data));
+        EXPECT_EQ(map.screen_data, repeat(0x8100, 31, {0xC100}));
+        EXPECT_EQ(map.num_lines, 15u);  // 8192 = 13 x 622 + 106
+    }
 }
 
 TEST(PulseMap, FileEndingInsideTheThreeByteForm)
