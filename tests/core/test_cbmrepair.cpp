@@ -17,8 +17,8 @@ const char *const HEADER = "C64 ROM-TAPE HEADER";
 const char *const DATA = "C64 ROM-TAPE DATA";
 
 // A C64 ROM copy: checkbyte "OK" when ok, else "FAIL".
-ReportEntry cbm(int index, const char *type, bool first, bool ok, int start, int inner_start, int inner_end,
-                int end, const char *la = "0801", const char *ea = "0900", const char *crc = "12345678")
+ReportEntry cbm(int index, const char *type, bool first, bool ok, int64_t start, int64_t inner_start, int64_t inner_end,
+                int64_t end, const char *la = "0801", const char *ea = "0900", const char *crc = "12345678")
 {
     ReportEntry e;
     e.index = index;
@@ -37,7 +37,7 @@ ReportEntry cbm(int index, const char *type, bool first, bool ok, int start, int
 }
 
 // Any other row (pause, unrecognised stretch, other loader): no inner offsets.
-ReportEntry other(int index, const char *type, int start, int end)
+ReportEntry other(int index, const char *type, int64_t start, int64_t end)
 {
     ReportEntry e;
     e.index = index;

@@ -14,7 +14,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-ReportEntry row(int index, const char *type, int start, int end, bool excluded = false)
+ReportEntry row(int index, const char *type, int64_t start, int64_t end, bool excluded = false)
 {
     ReportEntry e;
     e.index = index;
