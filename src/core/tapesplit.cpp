@@ -203,9 +203,10 @@ SplitResult tape_split_write(const std::string &tape_path, const std::vector<Rep
                              int64_t total_size)
 {
     SplitResult result;
+    // A mark on the first entry is ignored, so it alone is no split point.
     bool any_mark = false;
     for (const ReportEntry &row : list_rows)
-        any_mark = any_mark || row.split_mark;
+        any_mark = any_mark || (row.split_mark && row.index != 1);
     if (!any_mark) {
         result.message = TAPE_SPLIT_NO_POINT;
         return result;

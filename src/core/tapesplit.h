@@ -74,7 +74,7 @@ struct SplitResult {
 // the rows in tape order (by start offset) whatever order the list shows.
 // total_size is the report's data size; the last piece ends at
 // total_size + 20. A mark on the row of index 1 is ignored (the row counts
-// as unmarked). With no mark: message TAPE_SPLIT_NO_POINT; when the header
+// as unmarked). With no other mark: message TAPE_SPLIT_NO_POINT; when the header
 // or the tape cannot be read: TAPE_SPLIT_CANNOT_READ; when the report's
 // offsets do not fit the tape (reportcheck.h): why; in these cases nothing
 // is written and ok is false.

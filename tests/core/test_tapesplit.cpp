@@ -299,11 +299,14 @@ TEST_F(SplitWrite, MarkOnTheFirstEntryIsIgnored)
     const std::string path = write("t.tap", tape);
     std::vector<ReportEntry> rows = {row(1, "X", "FIRST ONE", 20, 40), row(2, "X", "B", 60, 60)};
     rows[0].split_mark = true;
+    rows[1].split_mark = true;
     const SplitResult result = tape_split_write(path, rows, 100);
     EXPECT_TRUE(result.ok);
-    EXPECT_EQ(result.log, "Results of the split:\nFilename: FIRST ONE - Start: 20 - End: 119 - Block len: 100\n");
-    EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(FIRST ONE).tap", "t.tap"}));
-    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0000-(FIRST ONE).tap"), piece(tape, 20, 120));
+    // No empty first piece: the mark on entry 1 counts as none.
+    EXPECT_EQ(result.log, "Results of the split:\nFilename: FIRST ONE - Start: 20 - End: 59 - Block len: 40\n"
+                          "Filename: B - Start: 60 - End: 119 - Block len: 60\n");
+    EXPECT_EQ(files(), std::vector<std::string>({"splitted-0000-(FIRST ONE).tap", "splitted-0001-(B).tap", "t.tap"}));
+    EXPECT_EQ(read_file_or_missing(dir + "/splitted-0000-(FIRST ONE).tap"), piece(tape, 20, 60));
 }
 
 TEST_F(SplitWrite, FirstPieceTakesTheFirstNameBeforeTheMarkAndLaterPiecesTheirMarkedRowsName)
@@ -423,4 +426,15 @@ TEST_F(SplitWrite, ExistingPiecesAreOverwritten)
     rows[1].split_mark = true;
     tape_split_write(path, rows, 100);
     EXPECT_EQ(read_file_or_missing(dir + "/splitted-0001.tap"), piece(tape, 60, 120));
+}
+
+TEST_F(SplitWrite, AMarkOnlyOnTheFirstEntryIsNoSplitPoint)
+{
+    const std::string path = write("t.tap", make_tape(100));
+    std::vector<ReportEntry> rows = {row(1, "X", "A", 20, 40), row(2, "X", "B", 60, 60)};
+    rows[0].split_mark = true;
+    const SplitResult result = tape_split_write(path, rows, 100);
+    EXPECT_FALSE(result.ok);
+    EXPECT_EQ(result.message, "No split point set.");
+    EXPECT_EQ(files(), std::vector<std::string>({"t.tap"}));
 }
