@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test headless: first the
-# normal build, then the AddressSanitizer + UndefinedBehaviorSanitizer build.
+# normal build, then the AddressSanitizer + UndefinedBehaviorSanitizer build,
+# then (when clang++ is there) a short run of every fuzz harness.
 set -uo pipefail
 cd "$(dirname "$0")"
 ./scripts/ensure-deps.sh || exit 1
@@ -24,5 +25,18 @@ run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo || failed=1
 
 echo "=== Sanitizer build (AddressSanitizer + UndefinedBehaviorSanitizer) and test ==="
 run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DQM_SANITIZE=ON || failed=1
+
+if command -v clang++ >/dev/null; then
+  echo "=== Fuzz harnesses (libFuzzer), a short run each ==="
+  if cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DQM_FUZZ=ON \
+       -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null &&
+     cmake --build build-fuzz -j"$jobs" --target fuzzers; then
+    fuzz/run-short.sh build-fuzz || failed=1
+  else
+    failed=1
+  fi
+else
+  echo "=== Fuzz harnesses skipped: no clang++ ==="
+fi
 
 exit $failed

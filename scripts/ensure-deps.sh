@@ -5,6 +5,7 @@ set -euo pipefail
 
 packages=(
   g++ cmake make pkg-config
+  clang libclang-rt-14-dev
   libgtk2.0-dev libglib2.0-dev libglib2.0-dev-bin
   libgtest-dev libbenchmark-dev
   cc65

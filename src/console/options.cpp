@@ -4,6 +4,7 @@
 #include "core/cbmscan.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -59,6 +60,31 @@ bool parse_tolerance(const std::string &text, int *value)
 
 bool is_builtin_id(const std::string &id) { return find_scanner(id) != nullptr; }
 
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+// An argument as a message quotes it: control characters written as escapes,
+// so that a line break in an argument cannot start a line of its own in the
+// report (where it could pass for one of the report's keys).
+std::string shown(const std::string &text)
+{
+    std::string out;
+    for (char c : text) {
+        if (c == '\n')
+            out += "\\n";
+        else if (c == '\t')
+            out += "\\t";
+        else if (c == '\r')
+            out += "\\r";
+        else if (is_control(c)) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\x%02X", unsigned(static_cast<unsigned char>(c)));
+            out += escape;
+        } else
+            out += c;
+    }
+    return out;
+}
+
 } // namespace
 
 ParsedCommandLine parse_command_line(const std::vector<std::string> &args)
@@ -106,7 +132,7 @@ ParsedCommandLine parse_command_line(const std::vector<std::string> &args)
             o.tolerance_given = true;
             if (i + 1 >= args.size() || !parse_tolerance(args[i + 1], &o.tolerance)) {
                 result.error = "-tol needs a tolerance from 0 to 15 after it" +
-                               (i + 1 < args.size() ? " (got \"" + args[i + 1] + "\")" : std::string());
+                               (i + 1 < args.size() ? " (got \"" + shown(args[i + 1]) + "\")" : std::string());
                 return result;
             }
             ++i;
@@ -126,8 +152,10 @@ ParsedCommandLine parse_command_line(const std::vector<std::string> &args)
         }
         if (handled)
             continue;
-        // Scanner switches: any other "-doID" or "-noID".
-        if (a.size() > 3 && (a.compare(0, 3, "-do") == 0 || a.compare(0, 3, "-no") == 0)) {
+        // Scanner switches: any other "-doID" or "-noID" (an id never holds
+        // a control character: it is written into the report's notes).
+        if (a.size() > 3 && (a.compare(0, 3, "-do") == 0 || a.compare(0, 3, "-no") == 0) &&
+            std::none_of(a.begin(), a.end(), is_control)) {
             const std::string id = a.substr(3);
             if (a[1] == 'd')
                 add_unique(o.do_ids, id);
@@ -136,9 +164,9 @@ ParsedCommandLine parse_command_line(const std::vector<std::string> &args)
             continue;
         }
         if (!a.empty() && a[0] == '-')
-            result.error = "unknown switch \"" + a + "\"";
+            result.error = "unknown switch \"" + shown(a) + "\"";
         else
-            result.error = "unexpected word \"" + a + "\" (a path must follow its operation switch)";
+            result.error = "unexpected word \"" + shown(a) + "\" (a path must follow its operation switch)";
         return result;
     }
     if (o.operation == Operation::None) {

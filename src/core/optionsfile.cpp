@@ -70,6 +70,23 @@ const char options_default_text[] =
 static_assert(sizeof(options_default_text) - 1 == OPTIONS_DEFAULT_TEXT_SIZE,
               "the default options text is 356 bytes");
 
+namespace {
+
+// A string as the key file stores it (line breaks, tabs, backslashes and
+// leading blanks escaped), so that it reads back unchanged.
+std::string key_file_value(const std::string &text)
+{
+    GKeyFile *file = g_key_file_new();
+    g_key_file_set_string(file, "g", "k", text.c_str());
+    gchar *value = g_key_file_get_value(file, "g", "k", nullptr);
+    std::string result = value ? value : "";
+    g_free(value);
+    g_key_file_free(file);
+    return result;
+}
+
+} // namespace
+
 bool console_flag_is_inverted(const char *key)
 {
     return std::strncmp(key, "no", 2) == 0;
@@ -120,7 +137,7 @@ std::string options_serialize(const OptionsState &state)
     text += "[frontend_flags]\n";
     text += std::string("automove=") + flag(state.automove) + "\n";
     text += "[frontend_preferences]\n";
-    text += "font=" + state.font + "\n";
+    text += "font=" + key_file_value(state.font) + "\n";
     return text;
 }
 

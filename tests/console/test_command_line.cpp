@@ -66,7 +66,17 @@ INSTANTIATE_TEST_SUITE_P(
                       UsageCase{"tolerance_missing", {"-t", "TAPE", "-tol"}, "tolerance from 0 to 15"},
                       UsageCase{"stray_word", {"-t", "TAPE", "extra"}, "unexpected word \"extra\""},
                       UsageCase{"bare_no", {"-no", "-t", "TAPE"}, "unknown switch \"-no\""},
-                      UsageCase{"single_dash", {"-", "-t", "TAPE"}, "unknown switch \"-\""}),
+                      UsageCase{"single_dash", {"-", "-t", "TAPE"}, "unknown switch \"-\""},
+                      // A line break in an argument is shown escaped: on a line
+                      // of its own it would pass for the report's "Read test".
+                      UsageCase{"line_break_in_scanner_id",
+                                {"-do\nRead test         : PASS", "-t", "TAPE"},
+                                "unknown switch \"-do\\nRead test"},
+                      UsageCase{"line_break_in_stray_word",
+                                {"-t", "TAPE", "x\nRead test         : PASS"},
+                                "unexpected word \"x\\nRead test"},
+                      UsageCase{"control_character_in_tolerance", {"-tol", "1\x01", "-t", "TAPE"},
+                                "(got \"1\\x01\")"}),
     [](const ::testing::TestParamInfo<UsageCase> &p) { return std::string(p.param.label); });
 
 TEST_F(ConsoleTest, AUsageErrorOfABatchAlsoGoesToTheBatchReport)

@@ -152,3 +152,20 @@ TEST(OptionsSerialize, RoundTripKeepsEveryState)
     EXPECT_EQ(update.automove, true);
     EXPECT_EQ(update.font, std::string("Monospace Bold 9"));
 }
+
+// The font is written as the key file escapes a string, so that whatever a
+// user.ini held comes back from a saved file: a line break or a tab (from
+// "\n" and "\t"), a backslash, and blanks at either end.
+TEST(OptionsSerialize, FontWithEscapedCharactersComesBackUnchanged)
+{
+    for (const char *font : {"a\nb", "tab\there", "back\\slash", " leading blank", "trailing blank ",
+                             "\\s", "cr\rlf"}) {
+        OptionsState state;
+        state.font = font;
+        const std::string text = options_serialize(state);
+        OptionsUpdate update;
+        ASSERT_TRUE(options_parse(text.data(), text.size(), update)) << text;
+        EXPECT_EQ(update.font, std::string(font)) << text;
+        EXPECT_EQ(text.back(), '\n');
+    }
+}
