@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
 
     const std::string output = fuzz::temp_path(cbm_repair_destination_name(in.tape_path));
     g_remove(output.c_str());
-    const std::string message = cbm_repair_fix(in.tape_path, rows, analysis);
+    const std::string message = cbm_repair_fix(in.tape_path, rows, analysis, in.report.totals.total_size);
     check_source_unchanged(in);
     const bool written = message.rfind("Operation finished. Check file:\n", 0) == 0;
     FUZZ_CHECK(written || message == CBM_REPAIR_NO_FILE || message == CBM_REPAIR_CANNOT_OPEN ||

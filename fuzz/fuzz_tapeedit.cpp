@@ -1,7 +1,8 @@
 // The tape editor's save on a fuzzed tape with the rows of a fuzzed report
 // (excluded flags from the input): refused without an excluded row, else the
 // edited tape is written beside the source with a correct size field and
-// the source's header, and the source is unchanged.
+// the source's header, never larger than the source, only for a report that
+// fits the tape; the source is unchanged.
 #include "core/tapeedit.h"
 #include "tool_checks.h"
 
@@ -19,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
     const std::string output = tape_editor_output_path(in.tape_path);
     g_remove(output.c_str());
 
-    const TapeEditResult result = tape_editor_save(in.tape_path, rows);
+    const TapeEditResult result = tape_editor_save(in.tape_path, rows, in.report.totals.total_size);
     check_source_unchanged(in);
     FUZZ_CHECK(!result.message.empty());
     if (!any_excluded) {
@@ -27,10 +28,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
         FUZZ_CHECK(!g_file_test(output.c_str(), G_FILE_TEST_EXISTS));
         return 0;
     }
-    if (!result.written)
-        return 0;  // a refusal, with its message
+    if (!result.written) {
+        // a refusal, with its message, and nothing left behind
+        FUZZ_CHECK(!g_file_test(output.c_str(), G_FILE_TEST_EXISTS));
+        return 0;
+    }
     FUZZ_CHECK(result.output_path == output);
     const std::vector<uint8_t> edited = check_written_tape(in, result.output_path);
-    (void)edited;
+    // Cut in tape order: the edited tape is never larger than its source.
+    FUZZ_CHECK(edited.size() <= in.parts.tape.size());
     return 0;
 }
