@@ -8,17 +8,6 @@
 
 #include <algorithm>
 
-namespace {
-
-std::size_t count_of(const std::string &text, const std::string &what)
-{
-    std::size_t count = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++count;
-    return count;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
 {
@@ -62,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
     FUZZ_CHECK(report.find(tapes_line) != std::string::npos);
     FUZZ_CHECK(report.find("\n1. ") != std::string::npos);
     FUZZ_CHECK((report.find("\n2. ") != std::string::npos) == recursive);
-    FUZZ_CHECK(count_of(report, "    Size          : " + std::to_string(size) + " bytes\n") == found.size());
+    FUZZ_CHECK(fuzz::count_of(report, "    Size          : " + std::to_string(size) + " bytes\n") == found.size());
 
     for (const std::string &path : {tap, dmp}) {
         FUZZ_CHECK(fuzz::read_file(path, bytes));

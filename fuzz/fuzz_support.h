@@ -24,6 +24,15 @@
 
 namespace fuzz {
 
+// How often `what` stands in `text` (overlapping places counted).
+inline std::size_t count_of(const std::string &text, const std::string &what)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++count;
+    return count;
+}
+
 // One folder per process, made on first use and removed at exit; the
 // harnesses overwrite their files in it on every run.
 inline const std::string &temp_folder()
