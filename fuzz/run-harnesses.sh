@@ -13,6 +13,9 @@ if ((${#harnesses[@]} == 0)); then
 fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+# The harnesses' own temporary folders go in here too, so that one left by a
+# crash (no clean-up at exit) goes with it.
+export TMPDIR=$work
 # Leaks are not looked for: GLib keeps caches for the life of the process.
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
