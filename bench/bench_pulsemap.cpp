@@ -1,5 +1,5 @@
 // The tape analysis on a 50 MB tape: parsing it into screen data (entries,
-// line starts and the per-byte line index), and working out the dots of one
+// line starts and the offset checkpoints), and working out the dots of one
 // screen of 1024 lines (what a full redraw hands to the drawing calls); and
 // parsing a 1 MB tape of overflow marks.
 #include "bench_programs.h"
@@ -60,7 +60,7 @@ double parse_in_loop(benchmark::State &state, const Bytes &tape)
         if (!pulse_map_build(tape.data(), tape.size(), map, error))
             state.SkipWithError(error.c_str());
         benchmark::DoNotOptimize(map.num_lines);
-        held = held_bytes(map.screen_data) + held_bytes(map.line_starts) + held_bytes(map.offset_lines);
+        held = held_bytes(map.screen_data) + held_bytes(map.line_starts) + held_bytes(map.checkpoints);
     }
     return held;
 }

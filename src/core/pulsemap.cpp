@@ -4,6 +4,7 @@
 #include <glib.h>
 #include <glib/gi18n-lib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -172,49 +173,69 @@ void advise_huge_pages(std::vector<T> &v)
 #endif
 }
 
-// Builds the map in one walk over the pulses: the offset index, the entries
-// and the line starts are appended in tape order.
+// Where an overflow run stands: whether the previous pulse continues into
+// the next one, and how many units of the run are shown so far.
+struct ChainState {
+    uint32_t shown = 0;
+    bool previous_continues = false;
+};
+
+// The entries of one pulse, handed to emit(uint16_t) in order; the chain
+// state is updated. Used to build the map and to count entries when an
+// offset is looked up, so both agree.
+template <class Emit>
+void pulse_entries(const TapePulse &p, ChainState &state, Emit &&emit)
+{
+    // A pulse is cut into marked pieces when it is long (the long forms and
+    // anything of 256 units or more) or part of an overflow run.
+    const bool follows_overflow = state.previous_continues;
+    state.previous_continues = p.continues;
+    if (!follows_overflow && !p.continues && p.units < PULSE_PIECE_UNITS && (!p.long_form || p.units == 0)) {
+        // The 3-byte form that shifts to 0 units is a plain 0 too.
+        emit(static_cast<uint16_t>(p.units));
+        return;
+    }
+    if (!follows_overflow)
+        state.shown = 0;
+    const uint32_t budget = PULSE_LONGEST_SHOWN_UNITS - state.shown;
+    uint32_t left = p.units < budget ? p.units : budget;
+    state.shown += left;
+    bool emitted = false;
+    while (left >= PULSE_PIECE_UNITS) {
+        const bool last = left == PULSE_PIECE_UNITS && !p.continues;
+        emit(static_cast<uint16_t>(PULSE_ENTRY_PIECE | (last ? PULSE_ENTRY_LAST : 0) | PULSE_PIECE_UNITS));
+        left -= PULSE_PIECE_UNITS;
+        emitted = true;
+        if (last)
+            return;
+    }
+    // The rest below 256 closes the pulse; a continuing pulse that ended
+    // exactly on a whole piece has no rest to store. Past the longest shown
+    // length the rest is a marked 0.
+    if (left > 0 || !emitted)
+        emit(static_cast<uint16_t>(PULSE_ENTRY_PIECE | (p.continues ? 0 : PULSE_ENTRY_LAST) | left));
+}
+
+std::size_t block_of(uint64_t offset) { return static_cast<std::size_t>((offset - TAP_HEADER_SIZE) / PULSE_BLOCK_BYTES); }
+
+uint64_t block_start(std::size_t block) { return TAP_HEADER_SIZE + uint64_t(block) * PULSE_BLOCK_BYTES; }
+
+// Blocks of pulse data in a file of `size` bytes.
+std::size_t block_count(std::size_t size)
+{
+    return size > TAP_HEADER_SIZE ? (size - TAP_HEADER_SIZE + PULSE_BLOCK_BYTES - 1) / PULSE_BLOCK_BYTES : 0;
+}
+
+// Builds the map in one walk over the pulses: the entries, the line starts
+// and the checkpoints are appended in tape order.
 class MapBuilder {
 public:
     explicit MapBuilder(PulseMap &map) : map_(map) { map_.line_starts.push_back(0); }
 
     void visit(const TapePulse &p)
     {
-        std::vector<uint32_t> &offsets = map_.offset_lines;
-        while (offsets.size() < p.offset)
-            offsets.push_back(PULSE_OFFSET_NO_LINE);
-        offsets.push_back(static_cast<uint32_t>(line_));
-
-        // A pulse is cut into marked pieces when it is long (the long forms
-        // and anything of 256 units or more) or part of an overflow run.
-        const bool follows_overflow = previous_continues_;
-        previous_continues_ = p.continues;
-        if (!follows_overflow && !p.continues && p.units < PULSE_PIECE_UNITS &&
-            (!p.long_form || p.units == 0)) {
-            // The 3-byte form that shifts to 0 units is a plain 0 too.
-            emit(static_cast<uint16_t>(p.units));
-            return;
-        }
-        if (!follows_overflow)
-            shown_ = 0;
-        const uint32_t budget = PULSE_LONGEST_SHOWN_UNITS - shown_;
-        uint32_t left = p.units < budget ? p.units : budget;
-        shown_ += left;
-        bool emitted = false;
-        while (left >= PULSE_PIECE_UNITS) {
-            const bool last = left == PULSE_PIECE_UNITS && !p.continues;
-            emit(static_cast<uint16_t>(PULSE_ENTRY_PIECE | (last ? PULSE_ENTRY_LAST : 0) |
-                                       PULSE_PIECE_UNITS));
-            left -= PULSE_PIECE_UNITS;
-            emitted = true;
-            if (last)
-                return;
-        }
-        // The rest below 256 closes the pulse; a continuing pulse that ended
-        // exactly on a whole piece has no rest to store. Past the longest
-        // shown length the rest is a marked 0.
-        if (left > 0 || !emitted)
-            emit(static_cast<uint16_t>(PULSE_ENTRY_PIECE | (p.continues ? 0 : PULSE_ENTRY_LAST) | left));
+        checkpoint(p.offset, map_.screen_data.size());
+        pulse_entries(p, state_, [this](uint16_t value) { emit(value); });
     }
 
     // TAP file bytes [from, to), all non-zero: plain pulses of that many
@@ -223,33 +244,33 @@ public:
     // pointers, which keeps this loop free of per-byte capacity checks.
     void plain_bytes(const uint8_t *file, std::size_t from, std::size_t to)
     {
-        if (from < to && previous_continues_) {
+        if (from < to && state_.previous_continues) {
             visit(TapePulse{from, file[from], false, false});
             ++from;
         }
-        std::vector<uint32_t> &offsets = map_.offset_lines;
         std::vector<uint16_t> &entries = map_.screen_data;
         std::vector<uint64_t> &lines = map_.line_starts;
-        if (from < to)
-            offsets.resize(from, PULSE_OFFSET_NO_LINE);
+        // Every byte begins a pulse of one entry: the blocks starting in the
+        // run get their checkpoints up front.
+        for (std::size_t block = map_.checkpoints.size(); from < to && block_start(block) < to; ++block) {
+            const uint64_t at = block_start(block) > from ? block_start(block) : from;
+            checkpoint(at, entries.size() + (at - from));
+        }
         uint64_t line = line_;
         uint32_t sum = sum_;
         while (from < to) {
             const std::size_t count = to - from < TAP_CHUNK_BYTES ? to - from : TAP_CHUNK_BYTES;
             const std::size_t first_entry = entries.size();
             const std::size_t first_line = lines.size();
-            offsets.resize(from + count);
             entries.resize(first_entry + count);
             // Each byte adds at most 255 units to a sum below 622: at most
             // count / 2 + 1 lines close.
             lines.resize(first_line + count / 2 + 1);
-            uint32_t *offset = offsets.data() + from;
             uint16_t *entry = entries.data() + first_entry;
             uint64_t *line_start = lines.data() + first_line;
             const uint8_t *bytes = file + from;
             for (std::size_t i = 0; i < count; ++i) {
                 const uint32_t units = bytes[i];
-                offset[i] = static_cast<uint32_t>(line);
                 entry[i] = static_cast<uint16_t>(units);
                 sum += units;
                 if (sum >= PULSE_LINE_UNITS) {
@@ -265,15 +286,37 @@ public:
         sum_ = sum;
     }
 
-    // Closes the last line and pads the offset index to the file size.
+    // Closes the last line and gives the blocks at the end without a pulse
+    // their checkpoints.
     uint64_t finish(std::size_t file_size)
     {
         map_.line_starts.push_back(map_.screen_data.size());
-        map_.offset_lines.resize(file_size, PULSE_OFFSET_NO_LINE);
+        PulseCheckpoint none;
+        none.flags = PULSE_CHECKPOINT_NO_PULSE;
+        map_.checkpoints.resize(block_count(file_size), none);
         return line_;
     }
 
 private:
+    // The pulse beginning at `offset` has its first entry at `entry`; the
+    // first such pulse of a block is its checkpoint.
+    void checkpoint(uint64_t offset, uint64_t entry)
+    {
+        const std::size_t block = block_of(offset);
+        std::vector<PulseCheckpoint> &checkpoints = map_.checkpoints;
+        if (block < checkpoints.size())
+            return;
+        PulseCheckpoint none;
+        none.flags = PULSE_CHECKPOINT_NO_PULSE;
+        checkpoints.resize(block, none);
+        PulseCheckpoint c;
+        c.entry = entry;
+        c.shown = static_cast<uint16_t>(state_.shown);
+        c.first = static_cast<uint8_t>(offset - block_start(block));
+        c.flags = state_.previous_continues ? PULSE_CHECKPOINT_FOLLOWS_OVERFLOW : 0;
+        checkpoints.push_back(c);
+    }
+
     void emit(uint16_t value)
     {
         map_.screen_data.push_back(value);
@@ -289,8 +332,7 @@ private:
     PulseMap &map_;
     uint64_t line_ = 0;
     uint32_t sum_ = 0;
-    uint32_t shown_ = 0;  // units shown of the current pulse and the ones continuing it
-    bool previous_continues_ = false;
+    ChainState state_;
 };
 
 // The pulses of a TAP file, read as for_each_tape_pulse() reads them, with
@@ -359,7 +401,7 @@ bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::
     }
     try {
         map.line_starts.reserve(room.lines);
-        map.offset_lines.reserve(file_size);
+        map.checkpoints.reserve(block_count(file_size));
     } catch (const std::exception &) {
         map = PulseMap{};
         error = format_message(_("Could not allocate index workspace in memory:\n\n%s"), g_strerror(ENOMEM));
@@ -368,7 +410,6 @@ bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::
 
     advise_huge_pages(map.screen_data);
     advise_huge_pages(map.line_starts);
-    advise_huge_pages(map.offset_lines);
 
     uint64_t last_line = 0;
     try {
@@ -387,15 +428,16 @@ bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::
                                g_strerror(ENOMEM));
         return false;
     }
-    if (last_line >= PULSE_OFFSET_NO_LINE) {
+    if (last_line >= PULSE_MAP_LINE_LIMIT) {
         map = PulseMap{};
         gchar *text = g_strdup_printf(_("The tape is too long to analyse: it needs more than %u screen lines."),
-                                      static_cast<unsigned>(PULSE_OFFSET_NO_LINE - 1));
+                                      static_cast<unsigned>(PULSE_MAP_LINE_LIMIT - 1));
         error = text;
         g_free(text);
         return false;
     }
     map.num_lines = last_line + 2;
+    map.file_size = file_size;
     return true;
 }
 
@@ -434,15 +476,42 @@ bool pulse_map_parse_file(const std::string &path, std::vector<uint8_t> &data, P
     return true;
 }
 
-uint64_t pulse_map_line_of_offset(const PulseMap &map, uint64_t offset)
+uint64_t pulse_map_line_of_offset(const PulseMap &map, const uint8_t *file, std::size_t size, uint64_t offset)
 {
-    if (offset >= map.offset_lines.size())
+    if (offset >= map.file_size || size != map.file_size || file == nullptr)
         return PULSE_MAP_NO_LINE;
-    for (uint64_t o = offset + 1; o-- > 0;) {
-        if (map.offset_lines[o] != PULSE_OFFSET_NO_LINE)
-            return map.offset_lines[o];
+    if (offset < TAP_HEADER_SIZE || map.checkpoints.empty())
+        return 0;
+    // The last checkpoint at or before the offset: in its block, or in an
+    // earlier one when the offset lies inside a pulse begun before.
+    std::size_t block = block_of(offset);
+    for (;;) {
+        const PulseCheckpoint &c = map.checkpoints[block];
+        if (!(c.flags & PULSE_CHECKPOINT_NO_PULSE) && block_start(block) + c.first <= offset)
+            break;
+        if (block == 0)
+            return 0;
+        --block;
     }
-    return 0;
+    const PulseCheckpoint &c = map.checkpoints[block];
+    ChainState state;
+    state.shown = c.shown;
+    state.previous_continues = (c.flags & PULSE_CHECKPOINT_FOLLOWS_OVERFLOW) != 0;
+    uint64_t entry = c.entry;
+    const TapePulseReader reader(file, size);
+    std::size_t pos = static_cast<std::size_t>(block_start(block) + c.first);
+    for (;;) {
+        TapePulse p{};
+        const std::size_t next = reader.read(pos, p);
+        if (next > offset || next >= size)
+            break;
+        pulse_entries(p, state, [&entry](uint16_t) { ++entry; });
+        pos = next;
+    }
+    // The line whose first entry is the last one at or before `entry`.
+    const auto starts_end = map.line_starts.end();
+    const auto after = std::upper_bound(map.line_starts.begin(), starts_end, entry);
+    return static_cast<uint64_t>(after - map.line_starts.begin()) - 1;
 }
 
 PulseLineEntries pulse_map_line_entries(const PulseMap &map, uint64_t line)

@@ -1,7 +1,7 @@
 // The tape analysis's screen data: every pulse of a TAP file or ZORV dump as
 // 16-bit entries, cut into screen lines of equal tape time, with an index from
-// screen lines to entries and one from file offsets to screen lines; plus the
-// geometry of the view (scroll clamping, adjustment, wheel steps, dots) that
+// screen lines to entries and a sparse one from file offsets to entries; plus
+// the geometry of the view (scroll clamping, adjustment, wheel steps, dots) that
 // needs no widget.
 //
 // Raw entry: bits 0..13 hold a length of 0..256 TAP units. Bit 15 marks a
@@ -28,9 +28,17 @@
 // 2500 units, a 3-byte form below the cap, any single ZORV sample) are
 // drawn whole.
 //
-// Memory: 4 bytes of offset index per file byte, 2 bytes per entry (about one
-// per pulse) and 8 bytes per screen line; the vectors are reserved from a
-// bound read off the file, so a plain tape needs about 7 bytes per file byte.
+// File offsets to lines: a checkpoint every PULSE_BLOCK_BYTES bytes of pulse
+// data records the first pulse beginning in that block, its first entry and
+// the state of an overflow run there. The line of any offset is found by
+// reading the few pulses from the checkpoint on, counting their entries, and
+// looking the entry up in the line starts. Storing a line per file byte
+// instead would cost more memory than all the rest together, and filling it
+// is most of the time a 50 MB tape takes.
+//
+// Memory: 2 bytes per entry (about one per pulse), 8 bytes per screen line
+// and 16 bytes per block; the vectors are reserved from a bound read off the
+// file, so a plain tape needs about 3 bytes per file byte.
 //
 // Pure and GLib-only.
 #ifndef QUILLMAR_CORE_PULSEMAP_H
@@ -56,9 +64,23 @@ constexpr uint16_t PULSE_ENTRY_LENGTH = 0x3FFF;   // bits 0..13: length in units
 
 // Answer of pulse_map_line_of_offset() for an offset beyond the file.
 constexpr uint64_t PULSE_MAP_NO_LINE = UINT64_MAX;
-// Value of offset_lines at a file offset where no pulse begins. Screen line
-// numbers stay below it (a tape with more lines is refused).
-constexpr uint32_t PULSE_OFFSET_NO_LINE = UINT32_MAX;
+// Screen line numbers stay below this (the view scrolls by 32-bit line
+// numbers; a tape with more lines is refused).
+constexpr uint64_t PULSE_MAP_LINE_LIMIT = UINT32_MAX;
+
+// Bytes of pulse data between two checkpoints of the offset index.
+constexpr std::size_t PULSE_BLOCK_BYTES = 128;
+
+// The first pulse beginning in a block of PULSE_BLOCK_BYTES bytes (the blocks
+// start at offset 20).
+struct PulseCheckpoint {
+    uint64_t entry = 0;   // index in screen_data of its first entry
+    uint16_t shown = 0;   // units shown of the overflow run it continues
+    uint8_t first = 0;    // its offset within the block
+    uint8_t flags = 0;    // PULSE_CHECKPOINT_* below
+};
+constexpr uint8_t PULSE_CHECKPOINT_FOLLOWS_OVERFLOW = 1;  // the pulse before it was an overflow mark
+constexpr uint8_t PULSE_CHECKPOINT_NO_PULSE = 2;          // no pulse begins in the block
 
 struct PulseMap {
     // One entry per raw pulse piece, in tape order (nRawPulseCount = size()).
@@ -66,11 +88,12 @@ struct PulseMap {
     // Per screen line, the index in screen_data of its first entry; the entry
     // after the last line holds screen_data.size(). Size = num_lines.
     std::vector<uint64_t> line_starts;
-    // Per file byte: at an offset where a pulse's encoding begins, the screen
-    // line in which that pulse starts; PULSE_OFFSET_NO_LINE elsewhere.
-    std::vector<uint32_t> offset_lines;
+    // One per block of pulse data, in file order.
+    std::vector<PulseCheckpoint> checkpoints;
     // Last screen line number plus 2 (so line_starts.size()).
     uint64_t num_lines = 0;
+    // Size of the file the map was built from, header included.
+    uint64_t file_size = 0;
 
     // What the header said: a ZORV dump (magic "ZORV-TAP-RAW") or else TAP,
     // the version byte, the platform index (low nibble of byte 13 for a ZORV
@@ -92,7 +115,7 @@ inline unsigned pulse_entry_length(uint16_t entry) { return entry & PULSE_ENTRY_
 // header's size field is not used). On allocation failure returns false with
 // error set to "Could not allocate raw workspace in memory:\n\n%s" (entries)
 // or "Could not allocate index workspace in memory:\n\n%s" (either index),
-// and leaves map empty. A tape of PULSE_OFFSET_NO_LINE screen lines or more
+// and leaves map empty. A tape of PULSE_MAP_LINE_LIMIT screen lines or more
 // gives "The tape is too long to analyse: it needs more than %u screen lines."
 // with that number.
 bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::string &error);
@@ -103,11 +126,14 @@ bool pulse_map_build(const uint8_t *file, std::size_t size, PulseMap &map, std::
 bool pulse_map_parse_file(const std::string &path, std::vector<uint8_t> &data, PulseMap &map,
                           std::string &error);
 
-// The screen line to show for a file offset: the line stored for it; for an
-// offset inside the data where no pulse begins, the line of the pulse whose
-// encoding covers it (0 inside the header). PULSE_MAP_NO_LINE when the offset
-// is not below the file size (the view then keeps its scroll position).
-uint64_t pulse_map_line_of_offset(const PulseMap &map, uint64_t offset);
+// The screen line to show for a file offset: the line in which the pulse
+// beginning there starts; for an offset inside the data where no pulse
+// begins, the line of the pulse whose encoding covers it (0 inside the
+// header). file and size are those the map was built from. PULSE_MAP_NO_LINE
+// when the offset is not below the file size (the view then keeps its
+// scroll position) or the file is not the map's.
+uint64_t pulse_map_line_of_offset(const PulseMap &map, const uint8_t *file, std::size_t size,
+                                  uint64_t offset);
 
 // Entries [first, end) of screen line `line`; empty for lines past the last.
 struct PulseLineEntries {

@@ -174,43 +174,48 @@ struct TapePulse {
 //   with the conversion chosen from the header (platform = low nibble of
 //   byte 13, video = byte 14); a last lone byte is a sample on its own; a
 //   sample of 0xFFFF continues.
-template <class Visitor>
-void for_each_tape_pulse(const uint8_t *file, std::size_t size, Visitor &&visit)
-{
-    if (file == nullptr || size <= TAP_HEADER_SIZE)
-        return;
-
-    if (tape_file_type(file) == FileType::ZorvDump) {
-        const DownsampleFunc f =
-            choose_downsample(tape_platform_index(file, FileType::ZorvDump),
-                              file[TAP_OFFSET_VIDEO]);
-        for (std::size_t pos = TAP_HEADER_SIZE; pos < size; pos += 2) {
-            uint64_t sample = file[pos];
-            if (pos + 1 < size)
-                sample |= static_cast<uint64_t>(file[pos + 1]) << 8;
-            TapePulse p{pos, zorv_sample_to_units(sample, f), false,
-                        sample == ZORV_OVERFLOW_SAMPLE};
-            visit(static_cast<const TapePulse &>(p));
-        }
-        return;
+// Reads single pulses of a whole tape image held in memory by the rules
+// above: the pulse whose encoding begins at a given offset.
+class TapePulseReader {
+public:
+    TapePulseReader(const uint8_t *file, std::size_t size)
+        : file_(file), size_(file != nullptr && size > TAP_HEADER_SIZE ? size : 0)
+    {
+        if (size_ == 0)
+            return;
+        zorv_ = tape_file_type(file) == FileType::ZorvDump;
+        version_ = file[TAP_OFFSET_VERSION];
+        if (zorv_)
+            downsample_ = choose_downsample(tape_platform_index(file, FileType::ZorvDump), file[TAP_OFFSET_VIDEO]);
     }
 
-    const uint8_t version = file[TAP_OFFSET_VERSION];
-    std::size_t pos = TAP_HEADER_SIZE;
-    while (pos < size) {
-        const uint8_t b = file[pos];
-        TapePulse p{pos, b, false, false};
+    // First offset after the data (0 for a file without pulses).
+    std::size_t end() const { return size_; }
+
+    // The pulse beginning at pos (TAP_HEADER_SIZE <= pos < end(), where a
+    // pulse begins); returns the offset just after its encoding.
+    std::size_t read(std::size_t pos, TapePulse &p) const
+    {
+        if (zorv_) {
+            uint64_t sample = file_[pos];
+            if (pos + 1 < size_)
+                sample |= static_cast<uint64_t>(file_[pos + 1]) << 8;
+            p = TapePulse{pos, zorv_sample_to_units(sample, downsample_), false, sample == ZORV_OVERFLOW_SAMPLE};
+            return pos + 2 < size_ ? pos + 2 : size_;
+        }
+        const uint8_t b = file_[pos];
+        p = TapePulse{pos, b, false, false};
         std::size_t step = 1;
         if (b == 0) {
-            if (version == 0) {
+            if (version_ == 0) {
                 p.units = TAP_V0_LONG_PULSE_UNITS;
                 p.long_form = true;
-            } else if (version == 1 || version == 2) {
-                const std::size_t left = size - pos - 1;
+            } else if (version_ == 1 || version_ == 2) {
+                const std::size_t left = size_ - pos - 1;
                 const std::size_t present = left < 3 ? left : 3;
                 uint32_t cycles = 0;
                 for (std::size_t i = 0; i < present; ++i)
-                    cycles |= static_cast<uint32_t>(file[pos + 1 + i]) << (8 * i);
+                    cycles |= static_cast<uint32_t>(file_[pos + 1 + i]) << (8 * i);
                 p.long_form = true;
                 if (present == 3 && cycles == TAP_OVERFLOW_CYCLES) {
                     p.units = TAP_OVERFLOW_UNITS;
@@ -223,8 +228,25 @@ void for_each_tape_pulse(const uint8_t *file, std::size_t size, Visitor &&visit)
                 p.units = 0;
             }
         }
+        return pos + step;
+    }
+
+private:
+    const uint8_t *file_;
+    std::size_t size_;
+    bool zorv_ = false;
+    uint8_t version_ = 0;
+    DownsampleFunc downsample_ = nullptr;
+};
+
+template <class Visitor>
+void for_each_tape_pulse(const uint8_t *file, std::size_t size, Visitor &&visit)
+{
+    const TapePulseReader reader(file, size);
+    TapePulse p{};
+    for (std::size_t pos = TAP_HEADER_SIZE; pos < reader.end();) {
+        pos = reader.read(pos, p);
         visit(static_cast<const TapePulse &>(p));
-        pos += step;
     }
 }
 

@@ -236,7 +236,7 @@ void on_parse_clicked(GtkButton *, gpointer)
 
 void move_to_offset(guint64 offset)
 {
-    const uint64_t line = pulse_map_line_of_offset(map, offset);
+    const uint64_t line = pulse_map_line_of_offset(map, TAPData.data(), TAPData.size(), offset);
     if (line != PULSE_MAP_NO_LINE && offset < TAPData.size())
         gtk_adjustment_set_value(data_adjustment, double(line));
     show_tool_page();

@@ -54,6 +54,20 @@ inline PulseMap build(const std::vector<uint8_t> &file)
     return map;
 }
 
+// Marks the offsets where no pulse begins in offset_lines() below.
+constexpr uint32_t NO_LINE = UINT32_MAX;
+
+// The line the map gives for every offset where a pulse begins, NO_LINE at
+// the others: the whole offset index, written out.
+inline std::vector<uint32_t> offset_lines(const std::vector<uint8_t> &file, const PulseMap &map)
+{
+    std::vector<uint32_t> lines(file.size(), NO_LINE);
+    for_each_tape_pulse(file.data(), file.size(), [&](const TapePulse &p) {
+        lines[p.offset] = static_cast<uint32_t>(pulse_map_line_of_offset(map, file.data(), file.size(), p.offset));
+    });
+    return lines;
+}
+
 inline std::vector<uint16_t> repeat(uint16_t value, std::size_t n, std::vector<uint16_t> tail = {})
 {
     std::vector<uint16_t> v(n, value);

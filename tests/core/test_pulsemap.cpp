@@ -18,7 +18,7 @@ using namespace pulsemap_testing;
 // The offset index with NO_LINE everywhere but the given (offset, line) pairs.
 std::vector<uint32_t> offsets(std::size_t size, const std::vector<std::pair<uint64_t, uint32_t>> &set)
 {
-    std::vector<uint32_t> v(size, PULSE_OFFSET_NO_LINE);
+    std::vector<uint32_t> v(size, NO_LINE);
     for (const auto &p : set)
         v[p.first] = p.second;
     return v;
@@ -30,13 +30,14 @@ const uint64_t NO = PULSE_MAP_NO_LINE;
 
 TEST(PulseMap, VersionZeroZeroByteIsTenPiecesOverFiveLines)
 {
-    const PulseMap map = build(tap(0, {0x00}));
+    const std::vector<uint8_t> file = tap(0, {0x00});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, repeat(0x8100, 9, {0xC0C4}));
     // 2500 = 4 x 622 + 12: lines 0 to 3 are complete, line 4 keeps 12 units
     // and holds no entry.
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 3, 5, 8, 10, 10}));
     EXPECT_EQ(map.num_lines, 6u);
-    EXPECT_EQ(map.offset_lines, offsets(21, {{20, 0}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(21, {{20, 0}}));
     for (const uint16_t e : map.screen_data)
         EXPECT_FALSE(pulse_entry_is_drawn(e));
     EXPECT_FALSE(map.zorv);
@@ -46,21 +47,23 @@ TEST(PulseMap, VersionZeroZeroByteIsTenPiecesOverFiveLines)
 TEST(PulseMap, PlainBytesFillLinesOf622Units)
 {
     // 255 + 255 + 112 = 622 exactly: the next entry opens line 1 with sum 0.
-    const PulseMap map = build(tap(1, {0xFF, 0xFF, 0x70, 0x10}));
+    const std::vector<uint8_t> file = tap(1, {0xFF, 0xFF, 0x70, 0x10});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, (std::vector<uint16_t>{255, 255, 112, 16}));
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 3, 4}));
     EXPECT_EQ(map.num_lines, 3u);
-    EXPECT_EQ(map.offset_lines, offsets(24, {{20, 0}, {21, 0}, {22, 0}, {23, 1}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(24, {{20, 0}, {21, 0}, {22, 0}, {23, 1}}));
 }
 
 TEST(PulseMap, LineSumKeepsTheRemainder)
 {
     // 200+200+250 = 650: line 1 from entry 3 with 28 units; 28+250+250+100 =
     // 628: line 2 from entry 6 (after the last entry) with 6 units.
-    const PulseMap map = build(tap(1, {200, 200, 250, 250, 250, 100}));
+    const std::vector<uint8_t> file = tap(1, {200, 200, 250, 250, 250, 100});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 3, 6, 6}));
     EXPECT_EQ(map.num_lines, 4u);
-    EXPECT_EQ(map.offset_lines, offsets(26, {{20, 0}, {21, 0}, {22, 0}, {23, 1}, {24, 1}, {25, 1}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(26, {{20, 0}, {21, 0}, {22, 0}, {23, 1}, {24, 1}, {25, 1}}));
 }
 
 TEST(PulseMap, HeaderOnlyAndShortFilesHaveOneEmptyLine)
@@ -72,7 +75,7 @@ TEST(PulseMap, HeaderOnlyAndShortFilesHaveOneEmptyLine)
         EXPECT_TRUE(map.screen_data.empty());
         EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 0}));
         EXPECT_EQ(map.num_lines, 2u);
-        EXPECT_EQ(map.offset_lines, std::vector<uint32_t>(size, PULSE_OFFSET_NO_LINE));
+        EXPECT_EQ(offset_lines(file, map), std::vector<uint32_t>(size, NO_LINE));
     }
 }
 
@@ -80,39 +83,43 @@ TEST(PulseMap, ThreeByteFormIsAlwaysMarked)
 {
     // 0x000400 cycles = 128 units: one marked last piece; 2048 = 256 units:
     // 0xC100 alone; 2400 = 300 units: 256 + 44.
-    const PulseMap map =
-        build(tap(1, {0x00, 0x00, 0x04, 0x00, 0x20, 0x00, 0x00, 0x08, 0x00, 0x00, 0x60, 0x09, 0x00}));
+    const std::vector<uint8_t> file =
+        tap(1, {0x00, 0x00, 0x04, 0x00, 0x20, 0x00, 0x00, 0x08, 0x00, 0x00, 0x60, 0x09, 0x00});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, (std::vector<uint16_t>{0xC080, 0x0020, 0xC100, 0x8100, 0xC02C}));
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 4, 5}));
-    EXPECT_EQ(map.offset_lines, offsets(33, {{20, 0}, {24, 0}, {25, 0}, {29, 0}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(33, {{20, 0}, {24, 0}, {25, 0}, {29, 0}}));
     EXPECT_EQ(map.num_lines, 3u);
 }
 
 TEST(PulseMap, ThreeByteFormOfZeroUnitsIsOnePlainZero)
 {
-    const PulseMap map = build(tap(1, {0x00, 0x07, 0x00, 0x00, 0x05}));
+    const std::vector<uint8_t> file = tap(1, {0x00, 0x07, 0x00, 0x00, 0x05});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, (std::vector<uint16_t>{0x0000, 0x0005}));
     EXPECT_TRUE(pulse_entry_is_drawn(map.screen_data[0]));
-    EXPECT_EQ(map.offset_lines, offsets(25, {{20, 0}, {24, 0}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(25, {{20, 0}, {24, 0}}));
 }
 
 TEST(PulseMap, VersionTwoReadsLikeVersionOne)
 {
     const std::vector<uint8_t> data = {0x30, 0x00, 0x60, 0x09, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x04, 0x00};
-    const PulseMap one = build(tap(1, data));
-    const PulseMap two = build(tap(2, data));
+    const std::vector<uint8_t> file_one = tap(1, data), file_two = tap(2, data);
+    const PulseMap one = build(file_one);
+    const PulseMap two = build(file_two);
     EXPECT_EQ(one.screen_data, two.screen_data);
     EXPECT_EQ(one.line_starts, two.line_starts);
-    EXPECT_EQ(one.offset_lines, two.offset_lines);
+    EXPECT_EQ(offset_lines(file_one, one), offset_lines(file_two, two));
     EXPECT_EQ(one.num_lines, two.num_lines);
 }
 
 TEST(PulseMap, OtherVersionsReadAZeroByteAsAPlainZero)
 {
-    const PulseMap map = build(tap(3, {0x00, 0x00, 0x04, 0x00}));
+    const std::vector<uint8_t> file = tap(3, {0x00, 0x00, 0x04, 0x00});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, (std::vector<uint16_t>{0, 0, 4, 0}));
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 4}));
-    EXPECT_EQ(map.offset_lines, offsets(24, {{20, 0}, {21, 0}, {22, 0}, {23, 0}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(24, {{20, 0}, {21, 0}, {22, 0}, {23, 0}}));
 }
 
 TEST(PulseMap, OverflowMarkContinuesIntoTheNextPulse)
@@ -120,11 +127,12 @@ TEST(PulseMap, OverflowMarkContinuesIntoTheNextPulse)
     // 0xFFFFFF: 0x1FFFFF units, shown as the longest 8192: 32 pieces of 256
     // without bit 14; the following 128-unit pulse is the last piece of the
     // same pulse, past the longest length: a marked 0 with bit 14.
-    const PulseMap map = build(tap(1, {0x00, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x04, 0x00, 0x11}));
+    const std::vector<uint8_t> file = tap(1, {0x00, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x04, 0x00, 0x11});
+    const PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, repeat(0x8100, 32, {0xC000, 0x0011}));
     // A line closes after entry k when 256 k first reaches 622 j: 8192 =
     // 13 x 622 + 106, so the second pulse starts in line 13.
-    EXPECT_EQ(map.offset_lines, offsets(29, {{20, 0}, {24, 13}, {28, 13}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(29, {{20, 0}, {24, 13}, {28, 13}}));
     EXPECT_EQ(map.line_starts,
               (std::vector<uint64_t>{0, 3, 5, 8, 10, 13, 15, 18, 20, 22, 25, 27, 30, 32, 34}));
     EXPECT_EQ(map.num_lines, 15u);
@@ -156,9 +164,10 @@ TEST(PulseMap, LongPulsesAreShownUpTo8192Units)
 TEST(PulseMap, FileEndingInsideTheThreeByteForm)
 {
     // Two of three bytes: 0x0240 = 576 cycles = 72 units.
-    PulseMap map = build(tap(1, {0x10, 0x00, 0x40, 0x02}));
+    std::vector<uint8_t> file = tap(1, {0x10, 0x00, 0x40, 0x02});
+    PulseMap map = build(file);
     EXPECT_EQ(map.screen_data, (std::vector<uint16_t>{0x0010, 0xC048}));
-    EXPECT_EQ(map.offset_lines, offsets(24, {{20, 0}, {21, 0}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(24, {{20, 0}, {21, 0}}));
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 2}));
 
     // 0xFFFF of only two bytes is no overflow mark: 8191 units, 31 x 256 + 255.
@@ -166,9 +175,10 @@ TEST(PulseMap, FileEndingInsideTheThreeByteForm)
     EXPECT_EQ(map.screen_data, repeat(0x8100, 31, {0xC0FF}));
 
     // A zero byte at the very end: count 0, a plain zero.
-    map = build(tap(1, {0x05, 0x00}));
+    file = tap(1, {0x05, 0x00});
+    map = build(file);
     EXPECT_EQ(map.screen_data, (std::vector<uint16_t>{0x0005, 0x0000}));
-    EXPECT_EQ(map.offset_lines, offsets(22, {{20, 0}, {21, 0}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(22, {{20, 0}, {21, 0}}));
 }
 
 TEST(PulseMap, ZorvSamplesOverflowAndLoneLastByte)
@@ -177,7 +187,8 @@ TEST(PulseMap, ZorvSamplesOverflowAndLoneLastByte)
     // -> 123 units; 1 -> 0 cycles -> 1 unit; 0xFFFF -> 32284 cycles -> 4036
     // units, continuing; 2000 after it ends that pulse; 5000 -> 308 units;
     // 4150 -> 2044 cycles -> exactly 256 units; the lone byte 0x10 -> 1 unit.
-    const PulseMap map = build(zorv(0x20, 0, {2000, 1, 0xFFFF, 2000, 5000, 4150}, {0x10}));
+    const std::vector<uint8_t> file = zorv(0x20, 0, {2000, 1, 0xFFFF, 2000, 5000, 4150}, {0x10});
+    const PulseMap map = build(file);
     EXPECT_TRUE(map.zorv);
     EXPECT_EQ(map.platform, 0u);
     EXPECT_EQ(map.downsample, &downsample_c64_pal);
@@ -187,7 +198,7 @@ TEST(PulseMap, ZorvSamplesOverflowAndLoneLastByte)
                                                       0xC100, 0x0001}));
     EXPECT_EQ(map.line_starts, (std::vector<uint64_t>{0, 4, 7, 9, 12, 14, 17, 20, 23}));
     EXPECT_EQ(map.num_lines, 9u);
-    EXPECT_EQ(map.offset_lines, offsets(33, {{20, 0}, {22, 0}, {24, 0}, {26, 6}, {28, 6}, {30, 7}, {32, 7}}));
+    EXPECT_EQ(offset_lines(file, map), offsets(33, {{20, 0}, {22, 0}, {24, 0}, {26, 6}, {28, 6}, {30, 7}, {32, 7}}));
 }
 
 TEST(PulseMap, ZorvConversionFollowsPlatformNibbleAndVideo)
@@ -226,15 +237,20 @@ TEST(PulseMap, AnyMagicButZorvIsReadAsTap)
 
 TEST(PulseMap, LineOfOffset)
 {
-    const PulseMap map = build(tap(1, {0xFF, 0xFF, 0x70, 0x00, 0x00, 0x04, 0x00, 0x10}));
-    EXPECT_EQ(pulse_map_line_of_offset(map, 20), 0u);
-    EXPECT_EQ(pulse_map_line_of_offset(map, 23), 1u);
-    EXPECT_EQ(pulse_map_line_of_offset(map, 25), 1u);  // inside the 3-byte form
-    EXPECT_EQ(pulse_map_line_of_offset(map, 27), 1u);
-    EXPECT_EQ(pulse_map_line_of_offset(map, 5), 0u);  // inside the header
-    EXPECT_EQ(pulse_map_line_of_offset(map, 28), NO);  // beyond the file
-    EXPECT_EQ(pulse_map_line_of_offset(map, 1000), NO);
-    EXPECT_EQ(pulse_map_line_of_offset(PulseMap{}, 0), NO);
+    const std::vector<uint8_t> file = tap(1, {0xFF, 0xFF, 0x70, 0x00, 0x00, 0x04, 0x00, 0x10});
+    const PulseMap map = build(file);
+    auto line_of = [&](uint64_t offset) { return pulse_map_line_of_offset(map, file.data(), file.size(), offset); };
+    EXPECT_EQ(line_of(20), 0u);
+    EXPECT_EQ(line_of(23), 1u);
+    EXPECT_EQ(line_of(25), 1u);  // inside the 3-byte form
+    EXPECT_EQ(line_of(27), 1u);
+    EXPECT_EQ(line_of(5), 0u);  // inside the header
+    EXPECT_EQ(line_of(28), NO);  // beyond the file
+    EXPECT_EQ(line_of(1000), NO);
+    EXPECT_EQ(pulse_map_line_of_offset(PulseMap{}, nullptr, 0, 0), NO);
+    // Another file than the map's has no lines in it.
+    const std::vector<uint8_t> longer = tap(1, std::vector<uint8_t>(50, 0x30));
+    EXPECT_EQ(pulse_map_line_of_offset(map, longer.data(), longer.size(), 20), NO);
 }
 
 TEST(PulseMap, LineEntriesStopAtTheLastLine)

@@ -20,7 +20,7 @@ using namespace pulsemap_testing;
 std::size_t map_bytes(const PulseMap &map)
 {
     return map.screen_data.capacity() * sizeof(uint16_t) + map.line_starts.capacity() * sizeof(uint64_t) +
-           map.offset_lines.capacity() * sizeof(uint32_t);
+           map.checkpoints.capacity() * sizeof(PulseCheckpoint);
 }
 
 // The map read the plain way from the decoded pulses: every pulse cut into
@@ -29,13 +29,14 @@ std::size_t map_bytes(const PulseMap &map)
 struct ReferenceMap {
     std::vector<uint16_t> entries;
     std::vector<uint64_t> line_starts{0};
-    std::vector<uint32_t> offset_lines;
+    std::vector<uint32_t> offset_lines;  // at every byte: the line of the pulse covering it
 };
 
 ReferenceMap reference_map(const std::vector<uint8_t> &file)
 {
     ReferenceMap r;
-    r.offset_lines.assign(file.size(), PULSE_OFFSET_NO_LINE);
+    // Every byte from a pulse's first to the next pulse's gets its line.
+    r.offset_lines.assign(file.size(), 0);
     uint32_t line = 0, sum = 0, shown = 0;
     bool previous_continues = false;
     auto emit = [&](uint16_t entry) {
@@ -47,8 +48,11 @@ ReferenceMap reference_map(const std::vector<uint8_t> &file)
             r.line_starts.push_back(r.entries.size());
         }
     };
+    // Pulses are filled from the last to the first so that each fill stops
+    // at the next pulse; here the lines are collected first.
+    std::vector<std::pair<uint64_t, uint32_t>> starts;
     for (const TapePulse &p : decode_tape_pulses(file.data(), file.size())) {
-        r.offset_lines[p.offset] = line;
+        starts.emplace_back(p.offset, line);
         const bool marked = previous_continues || p.continues || p.units >= 256 || (p.long_form && p.units > 0);
         if (!previous_continues)
             shown = 0;
@@ -68,6 +72,11 @@ ReferenceMap reference_map(const std::vector<uint8_t> &file)
         }
     }
     r.line_starts.push_back(r.entries.size());
+    uint64_t end = file.size();
+    for (auto it = starts.rbegin(); it != starts.rend(); ++it) {
+        std::fill(r.offset_lines.begin() + it->first, r.offset_lines.begin() + end, it->second);
+        end = it->first;
+    }
     return r;
 }
 
@@ -121,12 +130,16 @@ void expect_matches_reference(const std::vector<uint8_t> &file)
     const ReferenceMap expected = reference_map(file);
     EXPECT_EQ(map.screen_data, expected.entries);
     EXPECT_EQ(map.line_starts, expected.line_starts);
-    EXPECT_EQ(map.offset_lines, expected.offset_lines);
+    std::vector<uint32_t> lines(file.size());
+    for (std::size_t offset = 0; offset < file.size(); ++offset)
+        lines[offset] = static_cast<uint32_t>(pulse_map_line_of_offset(map, file.data(), file.size(), offset));
+    EXPECT_EQ(lines, expected.offset_lines);
     EXPECT_EQ(map.num_lines, expected.line_starts.size());
     // Reserved from a bound read off the file: never grown by doubling.
     EXPECT_LE(map.screen_data.capacity(), map.screen_data.size() + map.screen_data.size() / 8 + 2);
     EXPECT_LE(map.line_starts.capacity(), map.line_starts.size() + map.line_starts.size() / 8 + 4096);
-    EXPECT_EQ(map.offset_lines.capacity(), file.size());
+    EXPECT_EQ(map.checkpoints.size(), (file.size() - 20 + PULSE_BLOCK_BYTES - 1) / PULSE_BLOCK_BYTES);
+    EXPECT_EQ(map.checkpoints.capacity(), map.checkpoints.size());
 }
 
 } // namespace
@@ -146,13 +159,14 @@ TEST(PulseMapBounds, MegabyteOfOverflowMarksStaysSmall)
     EXPECT_EQ(map.num_lines, 15u);
     EXPECT_EQ(map.line_starts.size(), 15u);
     EXPECT_EQ(map.line_starts.back(), marks + 31);
-    ASSERT_EQ(map.offset_lines.size(), file.size());
-    EXPECT_EQ(map.offset_lines[20], 0u);
-    EXPECT_EQ(map.offset_lines[24], 13u);
-    EXPECT_EQ(map.offset_lines[file.size() - 4], 13u);
-    EXPECT_EQ(map.offset_lines[file.size() - 3], PULSE_OFFSET_NO_LINE);
-    // 4 bytes of offset index per file byte and half an entry: nothing more.
-    EXPECT_LE(map_bytes(map), 5 * file.size());
+    const std::vector<uint32_t> lines = offset_lines(file, map);
+    EXPECT_EQ(lines[20], 0u);
+    EXPECT_EQ(lines[24], 13u);
+    EXPECT_EQ(lines[file.size() - 4], 13u);
+    EXPECT_EQ(lines[file.size() - 3], NO_LINE);
+    EXPECT_EQ(pulse_map_line_of_offset(map, file.data(), file.size(), file.size() - 3), 13u);
+    // Half an entry per file byte and a checkpoint per block: nothing more.
+    EXPECT_LE(map_bytes(map), 2 * file.size());
 }
 
 TEST(PulseMapBounds, ZorvRunOfOverflowSamplesStaysSmall)
@@ -174,9 +188,8 @@ TEST(PulseMapBounds, ZorvRunOfOverflowSamplesStaysSmall)
     expected.push_back(0xC000);
     EXPECT_EQ(map.screen_data, expected);
     EXPECT_EQ(map.num_lines, 15u);
-    ASSERT_EQ(map.offset_lines.size(), file.size());
-    EXPECT_EQ(map.offset_lines[file.size() - 2], 13u);
-    EXPECT_LE(map_bytes(map), 6 * file.size());
+    EXPECT_EQ(offset_lines(file, map)[file.size() - 2], 13u);
+    EXPECT_LE(map_bytes(map), 2 * file.size());
 }
 
 TEST(PulseMapBounds, PlainTapeNeedsFewBytesPerFileByte)
@@ -191,8 +204,8 @@ TEST(PulseMapBounds, PlainTapeNeedsFewBytesPerFileByte)
     const std::vector<uint8_t> file = encode_tap(prgs, EncodeOptions());
     const PulseMap map = build(file);
     ASSERT_GT(map.screen_data.size(), file.size() / 2);
-    // Offset index 4, entries about 2, lines about 1.
-    EXPECT_LE(map_bytes(map), 8 * file.size());
+    // Entries about 2, lines below 1, checkpoints an eighth.
+    EXPECT_LE(map_bytes(map), 4 * file.size());
     expect_matches_reference(file);
 }
 

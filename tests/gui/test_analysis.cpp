@@ -133,7 +133,7 @@ TEST_F(Analysis, MovingToAnOffsetOfTheAnalysedTapeScrollsThereAndShowsThePage)
     pump_for(100);
     EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_main"))), 4);
     EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_tools"))), 3);
-    EXPECT_EQ(uint64_t(gtk_adjustment_get_value(adjustment())), pulse_map_line_of_offset(map, offset));
+    EXPECT_EQ(uint64_t(gtk_adjustment_get_value(adjustment())), pulse_map_line_of_offset(map, bytes.data(), bytes.size(), offset));
     // An offset beyond the file only switches pages.
     const double kept = gtk_adjustment_get_value(adjustment());
     tape_analysis_move_to_tape_offset(bytes.size() + 100);
