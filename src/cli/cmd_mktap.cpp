@@ -1,6 +1,8 @@
-// mktap: programs written to a TAP file the way the KERNAL's SAVE records them.
+// mktap: programs written to a TAP file the way the KERNAL's SAVE records
+// them, or in a turbo loader's format after its boot file (--format ID).
 #include "cli/subcommands.h"
 #include "core/cbmencode.h"
+#include "core/loaders/registry.h"
 
 #include <glib.h>
 
@@ -47,6 +49,7 @@ int run_mktap(int argc, char **argv)
     bool name_pending = false;
     std::string pending_name;
     bool options_done = false;
+    const TurboLoader *loader = nullptr;
 
     for (int i = 0; i < argc; ++i) {
         const char *arg = argv[i];
@@ -65,6 +68,20 @@ int run_mktap(int argc, char **argv)
                 if (i + 1 >= argc || !parse_seconds(argv[i + 1], &options.pause_seconds))
                     return -1;
                 ++i;
+            } else if (std::strcmp(arg, "--format") == 0) {
+                if (i + 1 >= argc)
+                    return -1;
+                const std::string id = argv[++i];
+                if (id != "c64") {
+                    loader = find_turbo_loader(id);
+                    if (loader == nullptr) {
+                        std::fprintf(stderr, "quillmarfe-cli: no format \"%s\"; formats: c64", id.c_str());
+                        for (const TurboLoader &l : turbo_loaders())
+                            std::fprintf(stderr, ", %s", l.id);
+                        std::fprintf(stderr, "\n");
+                        return 1;
+                    }
+                }
             } else if (std::strcmp(arg, "--name") == 0) {
                 if (i + 1 >= argc || name_pending)
                     return -1;
@@ -108,7 +125,25 @@ int run_mktap(int argc, char **argv)
         prgs.push_back(std::move(prg));
     }
 
-    const std::vector<uint8_t> tap = encode_tap(prgs, options);
+    std::vector<uint8_t> tap;
+    if (loader != nullptr) {
+        if (options.vic20) {
+            std::fprintf(stderr, "quillmarfe-cli: %s is a C64 format; --vic20 does not apply\n", loader->id);
+            return 1;
+        }
+        turbo::TapeOptions turbo_options;
+        turbo_options.tap_version = options.tap_version;
+        turbo_options.ntsc = options.ntsc;
+        turbo_options.pause_seconds = options.pause_seconds;
+        std::string problem;
+        tap = loader->encode(prgs, turbo_options, problem);
+        if (tap.empty()) {
+            std::fprintf(stderr, "quillmarfe-cli: %s\n", problem.c_str());
+            return 1;
+        }
+    } else {
+        tap = encode_tap(prgs, options);
+    }
     GError *error = nullptr;
     if (!g_file_set_contents(out.c_str(), reinterpret_cast<const gchar *>(tap.data()), gssize(tap.size()), &error)) {
         std::fprintf(stderr, "quillmarfe-cli: %s\n", error->message);

@@ -5,6 +5,7 @@
 #include "console/operations.h"
 #include "console/report.h"
 #include "console/tapeinput.h"
+#include "core/loaders/identify.h"
 
 #include <glib.h>
 
@@ -76,7 +77,8 @@ BatchTape summarise(const std::string &path, const ConsoleOptions &o, const std:
         t.error = in.error;
         return t;
     }
-    const TapeScan scan = scan_tape(in.bytes.data(), in.bytes.size(), scan_options(o), scanners);
+    const TapeScan scan =
+        scan_tape_identified(in.bytes.data(), in.bytes.size(), scan_options(o), scanners, !o.noid).scan;
     in.bytes.clear();
     if (!scan.ok) {
         t.error = scan.error;

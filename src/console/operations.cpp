@@ -7,6 +7,7 @@
 #include "console/tapeinput.h"
 #include "core/appinfo.h"
 #include "core/audiowrite.h"
+#include "core/loaders/identify.h"
 #include "core/tapewrite.h"
 
 #include <cinttypes>
@@ -18,10 +19,15 @@ void say(const std::string &text) { std::printf("quillmar: %s\n", text.c_str());
 
 void complain(const std::string &text) { std::fprintf(stderr, "quillmar: %s\n", text.c_str()); }
 
-// Scans a tape image already read and checked.
-TapeScan scan_input(const TapeInput &in, const ConsoleOptions &o, const std::vector<const TapeScanner *> &scanners)
+// Scans a tape image already read and checked, with loader identification
+// unless -noid; *identification (when given) gets the report's line on it.
+TapeScan scan_input(const TapeInput &in, const ConsoleOptions &o, const std::vector<const TapeScanner *> &scanners,
+                    std::string *identification = nullptr)
 {
-    return scan_tape(in.bytes.data(), in.bytes.size(), scan_options(o), scanners);
+    IdentifiedScan s = scan_tape_identified(in.bytes.data(), in.bytes.size(), scan_options(o), scanners, !o.noid);
+    if (identification != nullptr)
+        *identification = s.summary;
+    return std::move(s.scan);
 }
 
 // The tape written by Clean or Convert, and where it went.
@@ -134,7 +140,8 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
     TapeInput in = read_tape_input(o.path);
     if (!in.ok)
         return fail(o.path, in, in.error);
-    TapeScan scan = scan_input(in, o, scanners);
+    std::string identification;
+    TapeScan scan = scan_input(in, o, scanners, &identification);
     if (!scan.ok)
         return fail(o.path, in, scan.error);
 
@@ -152,10 +159,11 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
         in = read_tape_input(w.path);
         if (!in.ok)
             return fail(w.path, in, in.error);
-        scan = scan_input(in, o, scanners);
+        scan = scan_input(in, o, scanners, &identification);
         if (!scan.ok)
             return fail(w.path, in, scan.error);
     }
+    extras.after_totals.push_back("Loader ID   : " + identification);
     in.bytes.clear();
     in.bytes.shrink_to_fit();
 

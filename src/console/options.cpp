@@ -31,10 +31,11 @@ const FlagSwitch flag_switches[] = {
     {"-boostclean", &ConsoleOptions::boostclean}, {"-sine", &ConsoleOptions::sine},
     {"-incsubdirs", &ConsoleOptions::incsubdirs}, {"-sortbycrc", &ConsoleOptions::sortbycrc},
     {"-debug", &ConsoleOptions::debug},           {"-doc64", &ConsoleOptions::doc64},
+    {"-noid", &ConsoleOptions::noid},
 };
 
 // Accepted; this program has no loader they apply to.
-const char *const inert_switch_texts[] = {"-noid", "-docyberfault", "-extvisipatch", "-preserve"};
+const char *const inert_switch_texts[] = {"-docyberfault", "-extvisipatch", "-preserve"};
 
 void add_unique(std::vector<std::string> &list, const std::string &item)
 {
@@ -194,19 +195,23 @@ std::vector<const TapeScanner *> selected_scanners(const ConsoleOptions &o, std:
         }
         return {&cbm_rom_scanner};
     }
-    // Every scanner is built in or unknown; with one built-in scanner a
-    // "-doID" of another id narrows the choice to CBM ROM alone.
     for (const std::string &id : o.do_ids) {
         if (!is_builtin_id(id) && notes != nullptr)
-            notes->push_back("-do" + id + ": this program has no scanner \"" + id + "\"; CBM ROM (c64) only");
+            notes->push_back("-do" + id + ": this program has no scanner \"" + id + "\"; it adds nothing");
     }
     for (const std::string &id : o.no_ids) {
         if (!is_builtin_id(id) && notes != nullptr)
             notes->push_back("-no" + id + ": this program has no scanner \"" + id + "\"; nothing to leave out");
     }
+    auto named = [](const std::vector<std::string> &ids, const TapeScanner *s) {
+        return std::find(ids.begin(), ids.end(), s->id) != ids.end();
+    };
     std::vector<const TapeScanner *> scanners;
     for (const TapeScanner *s : builtin_scanners()) {
-        if (std::find(o.no_ids.begin(), o.no_ids.end(), s->id) != o.no_ids.end())
+        if (named(o.no_ids, s))
+            continue;
+        // "-doID" narrows the choice to CBM ROM and the scanners it names.
+        if (!o.do_ids.empty() && s != &cbm_rom_scanner && !named(o.do_ids, s))
             continue;
         scanners.push_back(s);
     }
@@ -304,7 +309,9 @@ const char *usage_text()
            "  -doID, -noID    run only scanner ID beside CBM ROM / leave scanner ID out\n"
            "                  (-noc64 leaves out the CBM ROM scanner)\n"
            "  -debug          add the calibrated pulse lengths of every file to the report\n"
-           "  -noid, -docyberfault, -extvisipatch, -preserve\n"
+           "  -noid           no loader identification: every selected scanner runs\n"
+           "                  (by default a known loader in the boot file runs alone)\n"
+           "  -docyberfault, -extvisipatch, -preserve\n"
            "                  accepted; no loader of this program uses them\n"
            "  --help, --version\n"
            "\n"
@@ -318,5 +325,5 @@ const char *usage_text()
 std::string version_text()
 {
     return std::string("quillmar ") + QUILLMARFE_VERSION + " (" + QUILLMARFE_NAME +
-           "): CBM ROM-loader tape scanner\n";
+           "): tape scanner for the CBM ROM loader and common turbo loaders\n";
 }

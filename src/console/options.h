@@ -28,12 +28,13 @@ struct ConsoleOptions {
     bool sortbycrc = false;
     bool debug = false;
     bool doc64 = false;
+    bool noid = false;  // no loader identification: every selected scanner runs
     // Scanner ids of "-doID" and "-noID", in the order given, without repeats.
     std::vector<std::string> do_ids;
     std::vector<std::string> no_ids;
     // Switches accepted for compatibility that no scanner of this program
-    // uses ("-noid", "-docyberfault", "-extvisipatch", "-preserve"), in the
-    // order given, without repeats.
+    // uses ("-docyberfault", "-extvisipatch", "-preserve"), in the order
+    // given, without repeats.
     std::vector<std::string> inert_switches;
 
     bool help = false;
@@ -60,9 +61,10 @@ bool operation_writes_tape_report(Operation op);
 // The scanners to run, in order. "-doc64" runs the CBM ROM scanner ("c64")
 // alone, whatever "-doID", "-noID" and "-noc64" say (each of them gets a note
 // that it had no effect). Otherwise the CBM ROM scanner runs unless "-noc64"
-// is given; "-doID" asks for CBM ROM plus at most the named scanner, and an
-// id that is not built in adds nothing. A note for every switch that names an
-// unknown scanner is appended to `notes`.
+// is given; with "-doID" switches only the scanners they name run beside
+// it (an unknown id adds nothing), else every scanner but those "-noID"
+// leaves out. A note for every switch that names an unknown scanner is
+// appended to `notes`.
 std::vector<const TapeScanner *> selected_scanners(const ConsoleOptions &o, std::vector<std::string> *notes);
 
 // Scan options from the switches: tolerance and the end-of-data marker rule.

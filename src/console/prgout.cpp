@@ -4,6 +4,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -36,13 +37,42 @@ std::string prg_name_part(const std::string &name)
     return out;
 }
 
+namespace {
+
+// The programs of a tape in tape order: the CBM ROM programs and every run
+// of bytes a turbo entry loaded.
+std::vector<CbmProgram> tape_programs(const TapeScan &scan, unsigned *skipped)
+{
+    std::vector<CbmProgram> programs = cbm_programs(scan, skipped);
+    for (std::size_t k = 0; k < scan.entries.size(); ++k) {
+        const TapeEntry &e = scan.entries[k];
+        const TapeEntry *header =
+            e.header_entry >= 0 && std::size_t(e.header_entry) < k ? &scan.entries[std::size_t(e.header_entry)] : nullptr;
+        for (const TapeEntry::LoadedRun &run : e.loaded) {
+            CbmProgram p;
+            p.entry = int(k);
+            p.pass = !e.has_checkbyte || e.checkbyte_pass;
+            p.header_entry = e.header_entry;
+            p.name = e.has_name ? e.name : header != nullptr ? header->name : std::string();
+            p.load_address = run.load;
+            p.data = &run.bytes;
+            programs.push_back(p);
+        }
+    }
+    std::stable_sort(programs.begin(), programs.end(),
+                     [](const CbmProgram &a, const CbmProgram &b) { return a.entry < b.entry; });
+    return programs;
+}
+
+} // namespace
+
 std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *skipped)
 {
     std::vector<PrgFile> files;
     int first_entry = -1;
     std::string first_name;
     uint16_t next_address = 0;
-    for (const CbmProgram &p : cbm_programs(scan, skipped)) {
+    for (const CbmProgram &p : tape_programs(scan, skipped)) {
         const std::vector<uint8_t> &data = *p.data;
         const bool joins = unite && !files.empty() && p.load_address == next_address &&
                            files.back().bytes.size() - 2 + data.size() <= PRG_MAX_DATA;

@@ -11,7 +11,11 @@
 // preferred. When no copy passed, the FIRST copy is written and " (bad)"
 // goes before ".prg".
 //
-// Only data announced by a program header (type 1 or 3) is a program. Data
+// A turbo entry gives one program per run of bytes it loaded (formats that
+// store pages: one per contiguous stretch), named after the entry or its
+// header; it is "(bad)" when the entry's checksum failed.
+//
+// Only CBM ROM data announced by a program header (type 1 or 3) is a program. Data
 // after a header of type 4 (a sequential file: its blocks hold records, not
 // code) or type 5, and data with no header before it, get no PRG file; the
 // report counts them in a note.

@@ -372,6 +372,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.pulse_short = classes.s;
     entry.pulse_medium = classes.m;
     entry.pulse_long = classes.l;
+    entry.ideal_units[std::size_t(S)] = ideal.s;
+    entry.ideal_units[std::size_t(M)] = ideal.m;
+    entry.ideal_units[std::size_t(L)] = ideal.l;
     set_kind(*ctx.entries, entry);
     entry.read_errors = write_classes(small, classes, entry, checkbyte, end_marker, last, ctx.pulse_info->data());
     return true;

@@ -2,6 +2,7 @@
 #include "core/tapescan.h"
 
 #include "core/cbmscan.h"
+#include "core/loaders/registry.h"
 
 #include <glib.h>
 
@@ -131,7 +132,12 @@ const char *copy_id_text(CopyId id)
 
 const std::vector<const TapeScanner *> &builtin_scanners()
 {
-    static const std::vector<const TapeScanner *> list = {&cbm_rom_scanner};
+    static const std::vector<const TapeScanner *> list = [] {
+        std::vector<const TapeScanner *> all = {&cbm_rom_scanner};
+        for (const TurboLoader &l : turbo_loaders())
+            all.push_back(l.scanner);
+        return all;
+    }();
     return list;
 }
 
@@ -211,6 +217,10 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
         unrecognized_from = n;
     };
 
+    // Per scanner, the first pulse where it is worth calling it again: a
+    // scanner that looked ahead and found nothing is not asked again before
+    // that, so every scanner reads each pulse about once.
+    std::vector<std::size_t> next_try(scanners.size(), 0);
     TapeEntry candidate;
     std::size_t i = 0;
     while (i < n) {
@@ -225,7 +235,12 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
         }
         bool found = false;
         std::size_t next = n;
-        for (const TapeScanner *scanner : scanners) {
+        for (std::size_t s = 0; s < scanners.size(); ++s) {
+            const TapeScanner *scanner = scanners[s];
+            if (next_try[s] > i) {
+                next = std::min(next, next_try[s]);
+                continue;
+            }
             candidate = TapeEntry();
             std::size_t retry = i + 1;
             if (scanner->recognise(ctx, i, candidate, retry)) {
@@ -238,7 +253,8 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
                 found = true;
                 break;
             }
-            next = std::min(next, std::max(retry, i + 1));
+            next_try[s] = std::max(retry, i + 1);
+            next = std::min(next, next_try[s]);
         }
         if (found)
             continue;

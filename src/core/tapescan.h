@@ -144,6 +144,20 @@ struct TapeEntry {
     // The payload as decoded (header: its 192 bytes; data: the program).
     std::vector<uint8_t> payload;
 
+    // Where the payload's bytes load, for the PRG files: runs of bytes with
+    // their load address (a format that stores pages gives one run per
+    // contiguous stretch). Set by the turbo scanners; the CBM ROM data take
+    // their address from their header instead.
+    struct LoadedRun {
+        uint16_t load = 0;
+        std::vector<uint8_t> bytes;
+    };
+    std::vector<LoadedRun> loaded;
+
+    // What cleaning writes for a pulse of each class (indexed by PulseClass;
+    // 0 = the pulse as read).
+    uint8_t ideal_units[4] = {0, 0, 0, 0};
+
     // Scanner details, not printed in the report.
     int block_type = -1;      // header: its type byte (1, 3, 4, 5); -1 otherwise
     int header_entry = -1;    // data: index of the header entry it took LA/EA/SZ from

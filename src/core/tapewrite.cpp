@@ -91,20 +91,6 @@ uint64_t units_between(const PulseTrack &track, std::size_t first, std::size_t e
     return sum;
 }
 
-uint8_t ideal_value(PulseClass c, const CbmPulseSet &ideal)
-{
-    switch (c) {
-    case PulseClass::Short:
-        return ideal.s;
-    case PulseClass::Medium:
-        return ideal.m;
-    case PulseClass::Long:
-        return ideal.l;
-    default:
-        return 0;
-    }
-}
-
 } // namespace
 
 uint32_t tape_clock_hz(unsigned platform, unsigned video)
@@ -125,8 +111,6 @@ std::vector<uint8_t> clean_tap(const TapeScan &scan, const CleanOptions &options
     const PulseTrack &track = scan.pulses;
     const unsigned platform = tape_platform_index(scan.header, scan.file_type);
     const unsigned video = scan.header[TAP_OFFSET_VIDEO];
-    // The values the CBM ROM scanner calibrated against.
-    const CbmPulseSet ideal = cbm_ideal_pulses(platform == 1, video == 1);
 
     std::vector<uint8_t> tap = output_header(scan, version);
     tap.reserve(TAP_HEADER_SIZE + track.size() + 64);
@@ -149,17 +133,13 @@ std::vector<uint8_t> clean_tap(const TapeScan &scan, const CleanOptions &options
             break;
         }
         case EntryKind::File:
-            if (e.scanner == &cbm_rom_scanner) {
-                for (std::size_t i = first; i < end; ++i) {
-                    const uint8_t v = ideal_value(scan.pulse_class(i), ideal);
-                    if (v != 0)
-                        tap.push_back(v);
-                    else
-                        append_pulses(tap, track, i, i + 1, version);
-                }
-                break;
+            for (std::size_t i = first; i < end; ++i) {
+                const uint8_t v = e.ideal_units[std::size_t(scan.pulse_class(i))];
+                if (v != 0)
+                    tap.push_back(v);
+                else
+                    append_pulses(tap, track, i, i + 1, version);
             }
-            append_pulses(tap, track, first, end, version);
             break;
         case EntryKind::Unrecognized:
             append_pulses(tap, track, first, end, version);

@@ -53,11 +53,11 @@ struct CleanOptions {
 };
 
 // The tape cleaned, as a TAP version 1 file (empty when the scan is not ok):
-//   - a recognised file of the CBM ROM scanner: every pulse with a class is
-//     written as the platform's ideal S, M or L value (cbm_ideal_pulses for
-//     the tape's platform and video standard, as the scanner calibrates
-//     against); a pulse without a class keeps its length. Files of any other
-//     scanner are copied as they are.
+//   - a recognised file: every pulse with a class is written as the ideal
+//     value its scanner gave that class (the CBM ROM scanner: the platform's
+//     ideal S, M or L; a turbo scanner: its format's bit 0 and bit 1); a
+//     pulse without a class, or a class without an ideal value, keeps its
+//     length.
 //   - a PAUSE entry: one silence of the entry's measured length (the sum of
 //     its pulses, units x 8 cycles; at least 8 cycles so that no pause
 //     vanishes), written as above, so its whole run of zero bytes or

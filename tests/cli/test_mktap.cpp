@@ -1,6 +1,7 @@
 // quillmarfe-cli mktap run as a program: the TAP file it writes equals the
 // encoder's output for the same programs and options; usage and input errors.
 #include "core/cbmencode.h"
+#include "core/loaders/registry.h"
 
 #include "common/program_run.h"
 
@@ -141,7 +142,44 @@ TEST_F(Mktap, HelpDescribesTheSubcommand)
 {
     const ProgramRun run = run_mktap_cli({"--help"});
     EXPECT_EQ(run.status, 0);
-    EXPECT_NE(run.out.find("mktap [--v0|--v1]"), std::string::npos);
+    EXPECT_NE(run.out.find("mktap [--format ID] [--v0|--v1]"), std::string::npos);
+}
+
+TEST_F(Mktap, FormatWritesTheLoadersEncoding)
+{
+    const std::vector<uint8_t> a = program(0x0801, 900, 5), b = program(0x4000, 77, 9);
+    const std::string pa = write("a.prg", a), pb = write("b.prg", b);
+    for (const TurboLoader &loader : turbo_loaders()) {
+        SCOPED_TRACE(loader.id);
+        const std::string out = dir + "/" + loader.id + ".tap";
+        const ProgramRun run = run_mktap_cli({"--format", loader.id, "--pause", "1.5", "--name", "GAME", pa, pb, out});
+        ASSERT_EQ(run.status, 0) << run.err;
+        PrgInput first, second;
+        first.bytes = a;
+        first.name = "GAME";
+        second.bytes = b;
+        second.name = "B";
+        turbo::TapeOptions options;
+        options.pause_seconds = 1.5;
+        std::string error;
+        EXPECT_EQ(read(out), loader.encode({first, second}, options, error));
+    }
+}
+
+TEST_F(Mktap, UnknownFormatIsAnErrorNamingTheFormats)
+{
+    const std::string pa = write("a.prg", program(0x0801, 10, 1));
+    const ProgramRun run = run_mktap_cli({"--format", "nope", pa, dir + "/x.tap"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("no format \"nope\"; formats: c64, turbotape"), std::string::npos) << run.err;
+    EXPECT_FALSE(exists(dir + "/x.tap"));
+    // c64 is the KERNAL's own format, as without --format.
+    const std::string out = dir + "/c.tap";
+    ASSERT_EQ(run_mktap_cli({"--format", "c64", pa, out}).status, 0);
+    PrgInput p;
+    p.bytes = program(0x0801, 10, 1);
+    p.name = "A";
+    EXPECT_EQ(read(out), encode_tap({p}, EncodeOptions()));
 }
 
 TEST_F(Mktap, UnreadableOrUnwritableProgramIsAnError)

@@ -1,5 +1,7 @@
 #include "console_support.h"
 
+#include "core/tapescan.h"
+
 #include <glib.h>
 #include <glib/gstdio.h>
 #include <sys/wait.h>
@@ -262,4 +264,12 @@ void expect_consistent_report(const std::string &report_path, const std::string 
                   std::to_string(checksummed) + " checksummed files OK");
     EXPECT_EQ(report_value(text, "Read test         : ").substr(0, 4 + 3 + std::to_string(read_errors).size()),
               std::string(read_errors == 0 ? "PASS" : "FAIL") + " - " + std::to_string(read_errors));
+}
+
+std::string all_scanner_ids()
+{
+    std::string ids;
+    for (const TapeScanner *s : builtin_scanners())
+        ids += (ids.empty() ? "" : ", ") + std::string(s->id);
+    return ids;
 }

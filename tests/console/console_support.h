@@ -44,6 +44,9 @@ std::string sha256_of_file(const std::string &path);
 // The value of the first report line beginning with `key` (rest of the line),
 // or "<none>".
 std::string report_value(const std::string &report, const std::string &key);
+
+// "c64, ID, ID..." with the id of every scanner the program has, in order.
+std::string all_scanner_ids();
 // Every line of the text beginning with `key`, rest of the line.
 std::vector<std::string> report_values(const std::string &report, const std::string &key);
 

@@ -184,7 +184,8 @@ TEST_F(ConsoleTest, UnknownScannerIdsAreAcceptedAndNamedInTheReport)
     r = run({"-dovisiload", "-t", tape});
     ASSERT_EQ(r.status, 0) << r.err;
     text = report();
-    EXPECT_TRUE(contains(text, "Note: -dovisiload: this program has no scanner \"visiload\"; CBM ROM (c64) only"));
+    EXPECT_TRUE(contains(text, "Note: -dovisiload: this program has no scanner \"visiload\"; it adds nothing"));
+    EXPECT_EQ(report_value(text, "Settings    : "), "tolerance 10, end-of-data markers required, scanners: c64");
     EXPECT_TRUE(parsed().totals.checksum_test_passed);
 
     r = run({"-doc64", "-t", tape});
@@ -200,9 +201,11 @@ TEST_F(ConsoleTest, EveryListedSwitchIsAcceptedAndIneffectiveOnesAreNoted)
                               "-doc64", "-tol", "12", "-t", tape});
     ASSERT_EQ(r.status, 0) << r.err;
     const std::string text = report();
-    for (const char *s : {"-noid", "-docyberfault", "-extvisipatch", "-preserve", "-boostclean", "-noaddpause",
+    for (const char *s : {"-docyberfault", "-extvisipatch", "-preserve", "-boostclean", "-noaddpause",
                           "-incsubdirs", "-sortbycrc", "-sine"})
         EXPECT_TRUE(contains(text, std::string("Note: ") + s + " had no effect")) << s;
+    EXPECT_FALSE(contains(text, "Note: -noid"));
+    EXPECT_TRUE(contains(text, "Loader ID   : off (-noid): every selected scanner ran"));
     EXPECT_FALSE(contains(text, "Note: -doprg"));
     EXPECT_FALSE(contains(text, "Note: -prgunite"));
     expect_consistent_report(report_path(), tape);

@@ -3,6 +3,8 @@
 // program elsewhere; and a run that fails at once leaves no PRG files of an
 // earlier run behind.
 #include "console_support.h"
+#include "core/loaders/registry.h"
+#include "core/scannerlist.h"
 
 #include <glib.h>
 #include <glib/gstdio.h>
@@ -88,4 +90,23 @@ TEST_F(ConsoleTest, AUsageErrorWithDoprgRemovesTheOldPrgFiles)
     ASSERT_EQ(g_rmdir((bin + "/prg").c_str()), 0);
     EXPECT_EQ(run({"-doprg", "-tol", "99", "-t", tape}).status, 2);
     EXPECT_FALSE(exists(bin + "/prg"));
+}
+
+TEST(ScannersFile, ListsEveryTurboScannerOfTheProgram)
+{
+    gchar *dir = g_path_get_dirname(QM_QUILLMAR);
+    const std::string folder = dir;
+    g_free(dir);
+    const std::string text = read_text(folder + "/scanners.txt");
+    EXPECT_EQ(text, turbo_scanner_lines());
+    std::vector<ScannerRow> rows;
+    ASSERT_TRUE(load_scanner_rows(folder, rows));
+    ASSERT_EQ(rows.size(), 1 + turbo_loaders().size());
+    for (std::size_t i = 0; i < turbo_loaders().size(); ++i) {
+        EXPECT_EQ(rows[i + 1].id, turbo_loaders()[i].id);
+        EXPECT_EQ(rows[i + 1].name, turbo_loaders()[i].name);
+        EXPECT_EQ(rows[i + 1].frequency, turbo_loaders()[i].rating);
+        EXPECT_TRUE(rows[i + 1].included);
+        EXPECT_NE(find_scanner(rows[i + 1].id), nullptr);
+    }
 }

@@ -143,7 +143,7 @@ TEST_F(ConsoleTest, ALineAsTheFrontEndBuildsItRuns)
     expect_consistent_report(location + "/qmreport.txt", tape);
     const std::string text = read_text(location + "/qmreport.txt");
     EXPECT_NE(text.find("tolerance 9"), std::string::npos);
-    EXPECT_NE(text.find("-noid had no effect"), std::string::npos);
+    EXPECT_NE(text.find("Loader ID   : off (-noid)"), std::string::npos);
     EXPECT_NE(text.find("no scanner \"turbo\""), std::string::npos);
     EXPECT_EQ(read_bytes(location + "/prg/004-HIT.prg"), prg);
     EXPECT_FALSE(g_file_test(report_path().c_str(), G_FILE_TEST_EXISTS));
@@ -282,14 +282,14 @@ TEST_F(ConsoleTest, TheToleranceReachesTheScanner)
     write_bytes(jitter, tape);
 
     ASSERT_EQ(run({"-tol", "3", "-t", jitter}).status, 0);
-    EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 3, end-of-data markers required, scanners: c64");
+    EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 3, end-of-data markers required, scanners: " + all_scanner_ids());
     EXPECT_EQ(report_value(report(), "Read test         : "), "FAIL - 1 read error");
     EXPECT_EQ(report_value(report(), "Checksum test     : "), "PASS - 4 of 4 checksummed files OK");
     expect_consistent_report(report_path(), jitter);
     ASSERT_EQ(run({"-t", jitter}).status, 0);
     EXPECT_EQ(report_value(report(), "Read test         : "), "PASS - 0 read errors");
     ASSERT_EQ(run({"-t", jitter, "-tol", "0"}).status, 0);
-    EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 0, end-of-data markers required, scanners: c64");
+    EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 0, end-of-data markers required, scanners: " + all_scanner_ids());
 }
 
 TEST_F(ConsoleTest, NoC64EofAcceptsBlocksWithoutEndMarker)
@@ -320,7 +320,7 @@ TEST_F(ConsoleTest, NoC64EofAcceptsBlocksWithoutEndMarker)
     ASSERT_EQ(run({"-doprg", "-noc64eof", "-t", cut}).status, 0);
     expect_consistent_report(report_path(), cut);
     EXPECT_EQ(report_values(report(), "File Type: C64 ROM-TAPE").size(), 4u);
-    EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 10, end-of-data markers optional, scanners: c64");
+    EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 10, end-of-data markers optional, scanners: " + all_scanner_ids());
     const std::vector<std::string> files = prg_files();
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0].substr(3), "-NOEOF.prg");
@@ -334,6 +334,9 @@ TEST_F(ConsoleTest, NoC64LeavesEveryPulseUnrecognised)
     expect_consistent_report(report_path(), tape);
     for (const ReportEntry &e : parsed().entries)
         EXPECT_TRUE(e.type == "UNRECOGNIZED" || e.type == "PAUSE") << e.type;
+    EXPECT_EQ(report_value(report(), "Settings    : "),
+              "tolerance 10, end-of-data markers required, scanners: " + all_scanner_ids().substr(5));
+    ASSERT_EQ(run({"-noc64", "-doc64x", "-t", tape}).status, 0);
     EXPECT_EQ(report_value(report(), "Settings    : "), "tolerance 10, end-of-data markers required, scanners: none");
 }
 

@@ -2,6 +2,7 @@
 // decoder, the silence rule and PAUSE / UNRECOGNIZED entries, coverage of the
 // file, the scanner interface (order, retry hints, clamped tolerance) and CRC-32.
 #include "core/tapescan.h"
+#include "core/loaders/registry.h"
 
 #include "core/cbmscan.h"
 
@@ -337,8 +338,12 @@ TEST(ScanTape, NoScannersLeavesOnlyPausesAndUnrecognized)
 
 TEST(ScanTape, BuiltinScanners)
 {
-    ASSERT_EQ(builtin_scanners().size(), 1u);
+    ASSERT_EQ(builtin_scanners().size(), 1u + turbo_loaders().size());
     EXPECT_STREQ(builtin_scanners()[0]->id, "c64");
+    for (std::size_t i = 0; i < turbo_loaders().size(); ++i) {
+        EXPECT_EQ(builtin_scanners()[i + 1], turbo_loaders()[i].scanner);
+        EXPECT_EQ(find_scanner(turbo_loaders()[i].id), turbo_loaders()[i].scanner);
+    }
     EXPECT_EQ(find_scanner("c64"), &cbm_rom_scanner);
     EXPECT_EQ(find_scanner("nope"), nullptr);
     EXPECT_STREQ(copy_id_text(CopyId::First), "FIRST");

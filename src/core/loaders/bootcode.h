@@ -1,0 +1,45 @@
+// The code of a CBM boot file that loads a turbo loader: what it tells about
+// the loader (the threshold its CIA timer sets, the bytes it compares with),
+// and the code the encoders put in the boot files they write.
+//
+// Two idioms set a loader's threshold (public descriptions of C64 loaders):
+//   - a continuous timer, read as LDA timer-high / EOR #2 / LSR / LSR: the
+//     threshold is the latch minus $200 cycles;
+//   - a one-shot timer, read as LDA $DD0D (or $DC0D) / LSR / LSR: the
+//     threshold is the latch.
+// The latch is written as LDA/LDX/LDY #value then STA/STX/STY to the timer's
+// low and high registers ($DC04/$DC05 or $DD04/$DD05). Every byte position
+// is looked at (no disassembly), so code hidden behind data is found too.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+struct BootFacts {
+    std::vector<unsigned> thresholds;  // cycles, in the order found
+    std::vector<uint8_t> compares;     // operands of CMP #imm, in the order found
+
+    bool has_threshold_near(unsigned cycles, unsigned slack = 8) const;
+    bool compares_with(uint8_t value) const;
+};
+
+BootFacts read_boot_code(const uint8_t *code, std::size_t size);
+
+// What the encoders' boot code sets up.
+struct BootCodeSpec {
+    unsigned threshold_cycles = 0;
+    bool one_shot = true;              // one-shot timer idiom, else continuous
+    std::vector<uint8_t> compares;     // bytes the loop compares with (pilot, sync...)
+    std::vector<uint8_t> parameters;   // loader parameters kept after the code
+};
+
+// A PRG (load address $0801 first) holding a BASIC line "SYS 2061" and code
+// that sets the timer with the spec's threshold, reads bits with the
+// matching idiom and compares with the spec's bytes; the parameters follow
+// the code. The code only has to carry what the scanners read from it.
+std::vector<uint8_t> make_boot_program(const BootCodeSpec &spec);
+
+// Where make_boot_program put the parameters (offset in the PRG, load
+// address included), for loaders that read them back.
+std::size_t boot_parameters_offset(const BootCodeSpec &spec);

@@ -1,0 +1,72 @@
+// Loader identification; see identify.h.
+#include "core/loaders/identify.h"
+
+#include "core/cbmscan.h"
+
+#include <algorithm>
+
+std::vector<const TurboLoader *> loaders_in_boot_files(const TapeScan &cbm_scan)
+{
+    BootFacts all;
+    for (const TapeEntry &e : cbm_scan.entries) {
+        if (e.scanner != &cbm_rom_scanner || e.type != CBM_TYPE_DATA)
+            continue;
+        const BootFacts facts = read_boot_code(e.payload.data(), e.payload.size());
+        all.thresholds.insert(all.thresholds.end(), facts.thresholds.begin(), facts.thresholds.end());
+        all.compares.insert(all.compares.end(), facts.compares.begin(), facts.compares.end());
+    }
+    std::vector<const TurboLoader *> found;
+    for (const TurboLoader &l : turbo_loaders())
+        if (l.identify(all))
+            found.push_back(&l);
+    return found;
+}
+
+namespace {
+
+bool found_by(const TapeScan &scan, const TapeScanner *scanner)
+{
+    return std::any_of(scan.entries.begin(), scan.entries.end(),
+                       [scanner](const TapeEntry &e) { return e.scanner == scanner; });
+}
+
+} // namespace
+
+IdentifiedScan scan_tape_identified(const uint8_t *file, std::size_t size, const ScanOptions &options,
+                                    const std::vector<const TapeScanner *> &selected, bool identify)
+{
+    IdentifiedScan result;
+    const bool has_cbm = std::find(selected.begin(), selected.end(), &cbm_rom_scanner) != selected.end();
+    const bool has_turbo = std::any_of(selected.begin(), selected.end(),
+                                       [](const TapeScanner *s) { return turbo_loader_of(s) != nullptr; });
+    if (!identify || !has_cbm || !has_turbo) {
+        result.scan = scan_tape(file, size, options, selected);
+        result.summary = !identify   ? "off (-noid): every selected scanner ran"
+                         : !has_cbm  ? "not possible without the CBM ROM scanner: every selected scanner ran"
+                                     : "not needed: no turbo scanner selected";
+        return result;
+    }
+    const TapeScan cbm_only = scan_tape(file, size, options, {&cbm_rom_scanner});
+    if (!cbm_only.ok) {
+        result.scan = cbm_only;
+        return result;
+    }
+    for (const TurboLoader *l : loaders_in_boot_files(cbm_only)) {
+        if (std::find(selected.begin(), selected.end(), l->scanner) == selected.end())
+            continue;
+        TapeScan narrowed = scan_tape(file, size, options, {&cbm_rom_scanner, l->scanner});
+        if (found_by(narrowed, l->scanner)) {
+            result.scan = std::move(narrowed);
+            result.loader = l;
+            result.summary = std::string(l->name) + " in the boot file: faster scan, only its scanner ran beside CBM ROM";
+            return result;
+        }
+        result.scan = scan_tape(file, size, options, selected);
+        result.summary = std::string(l->name) + " in the boot file, but none of its files was found: " +
+                         "every selected scanner ran";
+        return result;
+    }
+    result.scan = scan_tape(file, size, options, selected);
+    result.summary = "no known loader in the boot files: every selected scanner ran";
+    return result;
+}

@@ -1,0 +1,34 @@
+// The table of turbo loaders; see registry.h.
+#include "core/loaders/registry.h"
+
+#include "core/loaders/all.h"
+
+const std::vector<TurboLoader> &turbo_loaders()
+{
+    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE};
+    return table;
+}
+
+const TurboLoader *find_turbo_loader(const std::string &id)
+{
+    for (const TurboLoader &l : turbo_loaders())
+        if (id == l.id)
+            return &l;
+    return nullptr;
+}
+
+const TurboLoader *turbo_loader_of(const TapeScanner *scanner)
+{
+    for (const TurboLoader &l : turbo_loaders())
+        if (l.scanner == scanner)
+            return &l;
+    return nullptr;
+}
+
+std::string turbo_scanner_lines()
+{
+    std::string text;
+    for (const TurboLoader &l : turbo_loaders())
+        text += std::to_string(l.rating) + ":" + l.id + ":" + l.name + "\n";
+    return text;
+}

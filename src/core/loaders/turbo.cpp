@@ -1,0 +1,308 @@
+// What the turbo loaders share; see turbo.h.
+#include "core/loaders/turbo.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace turbo {
+
+// --- Reading ---------------------------------------------------------------
+
+BitReader::BitReader(const PulseTrack &track, double threshold_units, BitOrder order)
+    : small_(track.small.data()), n_(track.size()), threshold_(threshold_units), order_(order)
+{
+    bit_[0] = -1;  // an irregular pulse
+    for (int u = 1; u < 256; ++u)
+        bit_[u] = u < threshold_units ? 0 : 1;
+}
+
+bool BitReader::byte(std::size_t p, uint8_t &value) const
+{
+    if (p + 8 > n_)
+        return false;
+    unsigned v = 0;
+    for (unsigned k = 0; k < 8; ++k) {
+        const int b = bit_[small_[p + k]];
+        if (b < 0)
+            return false;
+        if (order_ == BitOrder::MsbFirst)
+            v = (v << 1) | unsigned(b);
+        else
+            v |= unsigned(b) << k;
+    }
+    value = uint8_t(v);
+    return true;
+}
+
+bool BitReader::bytes(std::size_t p, std::size_t count, std::vector<uint8_t> &out) const
+{
+    for (std::size_t k = 0; k < count; ++k) {
+        uint8_t v = 0;
+        if (!byte(p + 8 * k, v))
+            return false;
+        out.push_back(v);
+    }
+    return true;
+}
+
+ClassMeans class_means(const PulseTrack &track, std::size_t first, std::size_t end, double threshold_units)
+{
+    ClassMeans m;
+    uint64_t zero_sum = 0, one_sum = 0;
+    for (std::size_t q = first; q < end && q < track.size(); ++q) {
+        const uint8_t u = track.small[q];
+        if (u == 0)
+            continue;
+        if (u < threshold_units) {
+            zero_sum += u;
+            ++m.zeros;
+        } else {
+            one_sum += u;
+            ++m.ones;
+        }
+    }
+    m.zero = m.zeros ? double(zero_sum) / double(m.zeros) : 0;
+    m.one = m.ones ? double(one_sum) / double(m.ones) : 0;
+    return m;
+}
+
+double calibrated_threshold(const ClassMeans &means, const Format &format)
+{
+    const double nominal = units_of_cycles(format.threshold_cycles);
+    if (means.zeros == 0)
+        return nominal;
+    if (means.ones == 0)
+        return means.zero * nominal / format.ideal0;
+    return (means.zero + means.one) / 2;
+}
+
+// --- Pilots ----------------------------------------------------------------
+
+bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
+                     PilotFound &found, std::size_t &retry)
+{
+    const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
+    const std::size_t n = reader.size();
+    const bool msb = format.order == BitOrder::MsbFirst;
+    unsigned reg = 0;
+    unsigned valid = 0;  // bits in reg since the last pulse that was no bit
+    std::size_t run_start = from;  // first bit pulse of the current run
+    for (std::size_t q = from; q < n; ++q) {
+        const int b = reader.bit(q);
+        if (b < 0) {
+            valid = 0;
+            run_start = q + 1;
+            continue;
+        }
+        reg = msb ? ((reg << 1) | unsigned(b)) & 0xFFu : (reg >> 1) | (unsigned(b) << 7);
+        if (++valid < 8 || reg != pilot.value)
+            continue;
+        // A pilot byte ends at q: count the ones after it.
+        const std::size_t aligned = q - 7;
+        std::size_t end = q + 1;
+        std::size_t count = 1;
+        uint8_t v = 0;
+        while (reader.byte(end, v) && v == pilot.value) {
+            end += 8;
+            ++count;
+        }
+        if (count < pilot.min_bytes)
+            continue;
+        const std::size_t lead = std::min<std::size_t>(aligned - std::max(run_start, from), 7);
+        if (aligned - lead > from) {
+            retry = aligned - lead;
+            return false;
+        }
+        found.start = from;
+        found.aligned = aligned;
+        found.end = end;
+        found.means = class_means(track, aligned, end, reader.threshold());
+        found.threshold = calibrated_threshold(found.means, format);
+        return true;
+    }
+    retry = std::max(n, from + 1);
+    return false;
+}
+
+bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
+                    PilotFound &found, std::size_t &retry)
+{
+    // A 1 inside the pilot is a stray pulse when this many zeros follow it.
+    constexpr std::size_t STRAY_FOLLOWERS = 32;
+    const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
+    const std::size_t n = reader.size();
+    std::size_t q = from;
+    while (q < n && reader.bit(q) != 0)
+        ++q;  // a pilot starts with a 0
+    if (q > from) {
+        retry = std::max(q, from + 1);
+        return false;
+    }
+    std::size_t zeros = 0;
+    for (;;) {
+        while (q < n && reader.bit(q) == 0) {
+            ++q;
+            ++zeros;
+        }
+        if (q >= n || reader.bit(q) < 0)
+            break;
+        // A 1: the pilot's end, or a stray pulse when zeros go on after it.
+        std::size_t k = q + 1;
+        while (k < n && k - q <= STRAY_FOLLOWERS && reader.bit(k) == 0)
+            ++k;
+        if (k - q > STRAY_FOLLOWERS && zeros >= 1) {
+            zeros += k - q - 1;
+            q = k;
+            continue;
+        }
+        if (zeros >= min_pulses) {
+            found.start = from;
+            found.aligned = from;
+            found.end = q + 1;
+            found.means = class_means(track, from, q, reader.threshold());
+            found.threshold = calibrated_threshold(found.means, format);
+            return true;
+        }
+        break;
+    }
+    retry = std::max(q + 1, from + 1);
+    return false;
+}
+
+// --- Entries ---------------------------------------------------------------
+
+void fill_entry(const ScanContext &ctx, const Format &format, const Block &block, TapeEntry &entry)
+{
+    const PulseTrack &track = *ctx.pulses;
+    entry.kind = EntryKind::File;
+    entry.first_pulse = block.first;
+    entry.pulse_count = block.end - block.first;
+    entry.inner_start_pulse = std::min(block.inner_start, block.end - 1);
+    entry.inner_end_pulse = std::min(std::max(block.inner_end, entry.inner_start_pulse), block.end - 1);
+    entry.ideal_units[std::size_t(BIT0)] = format.ideal0;
+    entry.ideal_units[std::size_t(BIT1)] = format.ideal1;
+
+    const double zero = block.means.zeros ? block.means.zero : format.ideal0;
+    const double one = block.means.ones ? block.means.one : zero * format.ideal1 / format.ideal0;
+    entry.pulse_short = zero;
+    entry.pulse_medium = one;
+    const double tolerance = ctx.options->tolerance;
+    uint8_t *info = ctx.pulse_info->data();
+    unsigned errors = 0;
+    for (std::size_t q = block.first; q < block.end; ++q) {
+        const uint8_t u = track.small[q];
+        if (u == 0) {
+            info[q] = uint8_t(PulseClass::None) | PULSE_READ_ERROR;
+            ++errors;
+            continue;
+        }
+        info[q] = uint8_t(u < block.threshold ? BIT0 : BIT1);
+        if (std::fabs(u - zero) > tolerance && std::fabs(u - one) > tolerance) {
+            info[q] |= PULSE_READ_ERROR;
+            ++errors;
+        }
+    }
+    entry.read_errors = errors;
+}
+
+uint8_t xor_of(const uint8_t *bytes, std::size_t size)
+{
+    uint8_t x = 0;
+    for (std::size_t i = 0; i < size; ++i)
+        x ^= bytes[i];
+    return x;
+}
+
+uint8_t sum_of(const uint8_t *bytes, std::size_t size)
+{
+    unsigned s = 0;
+    for (std::size_t i = 0; i < size; ++i)
+        s += bytes[i];
+    return uint8_t(s);
+}
+
+void set_checkbyte(TapeEntry &entry, uint8_t on_tape, uint8_t computed)
+{
+    entry.has_checkbyte = true;
+    entry.checkbyte_on_tape = on_tape;
+    entry.checkbyte_computed = computed;
+    entry.checkbyte_pass = on_tape == computed;
+}
+
+void set_addresses(TapeEntry &entry, uint16_t load, uint16_t end)
+{
+    entry.has_addresses = true;
+    entry.load_address = load;
+    entry.end_address = end;
+    entry.size = uint16_t(end - load);
+}
+
+// --- Encoding --------------------------------------------------------------
+
+std::vector<uint8_t> tape_with_boot_file(const std::vector<uint8_t> &boot_prg, const std::string &name,
+                                         const TapeOptions &options)
+{
+    ::EncodeOptions cbm;
+    cbm.tap_version = options.tap_version == 0 ? 0 : 1;
+    cbm.ntsc = options.ntsc;
+    std::vector<uint8_t> tap = tap_file_header(cbm.tap_version, false, options.ntsc, 0);
+    PrgInput boot;
+    boot.bytes = boot_prg;
+    boot.name = name;
+    cbm_append_prg(tap, boot, cbm);
+    append_pause(tap, options);
+    return tap;
+}
+
+void append_pause(std::vector<uint8_t> &tap, const TapeOptions &options)
+{
+    const double cycles = options.pause_seconds * machine_clock_hz(false, options.ntsc);
+    tap_append_pause(tap, cycles > 0 ? uint64_t(cycles) : 0, options.tap_version == 0 ? 0 : 1);
+}
+
+std::string programs_problem(const std::vector<PrgInput> &prgs)
+{
+    if (prgs.empty())
+        return "no program to write";
+    for (const PrgInput &p : prgs) {
+        const std::string problem = prg_input_problem(p);
+        if (!problem.empty())
+            return problem;
+    }
+    return "";
+}
+
+std::vector<uint8_t> petscii_name(const std::string &name, std::size_t size, uint8_t pad)
+{
+    std::vector<uint8_t> out(size, pad);
+    for (std::size_t i = 0; i < name.size() && i < size; ++i)
+        out[i] = ascii_to_petscii(name[i]);
+    return out;
+}
+
+void Writer::byte(uint8_t value)
+{
+    for (unsigned k = 0; k < 8; ++k) {
+        const unsigned shift = format_.order == BitOrder::MsbFirst ? 7 - k : k;
+        bit((value >> shift) & 1u);
+    }
+}
+
+void Writer::bytes(const uint8_t *data, std::size_t size)
+{
+    for (std::size_t i = 0; i < size; ++i)
+        byte(data[i]);
+}
+
+void Writer::repeat_byte(uint8_t value, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        byte(value);
+}
+
+void Writer::zeros(std::size_t count)
+{
+    tap_.insert(tap_.end(), count, format_.ideal0);
+}
+
+} // namespace turbo

@@ -1,0 +1,193 @@
+// What the turbo loaders' scanners and encoders share: pulses read as bits
+// against a threshold, bytes read least or most significant bit first, the
+// search for a pilot and its sync, calibration from the pilot, the classes
+// written for cleaning, read errors, checksums, and the pulses an encoder
+// writes.
+//
+// A turbo format stores a bit as one pulse: shorter than the threshold is a
+// 0, longer is a 1. Its ideal values (TAP units) are what its encoder writes
+// and what cleaning writes back; its threshold (CPU cycles) is the loader's.
+// Real tapes run a few percent fast or slow, so a scanner calibrates: the
+// mean of the pilot's 0 pulses (and of its 1 pulses when it has some) gives
+// the threshold used for the block (the middle between the two means).
+#pragma once
+
+#include "core/cbmencode.h"
+#include "core/tapescan.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace turbo {
+
+// Pulse classes a turbo scanner writes: bit 0 and bit 1 (cleaning writes the
+// entry's ideal value of that class).
+constexpr PulseClass BIT0 = PulseClass::Short;
+constexpr PulseClass BIT1 = PulseClass::Medium;
+
+enum class BitOrder : uint8_t { LsbFirst, MsbFirst };
+
+// The constants of a two-class format.
+struct Format {
+    uint16_t threshold_cycles;  // the loader's threshold
+    uint8_t ideal0, ideal1;     // TAP units written for bit 0 and bit 1
+    BitOrder order;
+};
+
+// Threshold in TAP units from one in cycles.
+inline double units_of_cycles(double cycles) { return cycles / 8.0; }
+
+// Reads the ordinary pulses of a track as bits and bytes against one
+// threshold. An irregular pulse (silence, a long form) is no bit.
+class BitReader {
+public:
+    BitReader(const PulseTrack &track, double threshold_units, BitOrder order);
+
+    std::size_t size() const { return n_; }
+    double threshold() const { return threshold_; }
+    BitOrder order() const { return order_; }
+    uint8_t units(std::size_t q) const { return small_[q]; }
+    // 0, 1, or -1 for an irregular pulse or one beyond the track.
+    int bit(std::size_t q) const { return q < n_ ? bit_[small_[q]] : -1; }
+    // The byte of the 8 pulses from p; false when one of them is no bit.
+    bool byte(std::size_t p, uint8_t &value) const;
+    // Bytes of n pulses each read from p on into out (8 pulses each); false
+    // (out partly filled) when a pulse is no bit.
+    bool bytes(std::size_t p, std::size_t count, std::vector<uint8_t> &out) const;
+
+private:
+    const uint8_t *small_;
+    std::size_t n_;
+    double threshold_;
+    BitOrder order_;
+    int8_t bit_[256];
+};
+
+// Mean units of the 0 and 1 pulses among [first, end) against a threshold.
+struct ClassMeans {
+    double zero = 0, one = 0;
+    std::size_t zeros = 0, ones = 0;
+};
+ClassMeans class_means(const PulseTrack &track, std::size_t first, std::size_t end, double threshold_units);
+
+// The threshold for reading a block whose pilot has these means: halfway
+// between them; with no 1 pulse in the pilot, the nominal ratio of threshold
+// to ideal 0 applied to the measured 0 pulses.
+double calibrated_threshold(const ClassMeans &means, const Format &format);
+
+// --- Pilots ---------------------------------------------------------------
+
+// A pilot of one byte value repeated, read with the format's nominal
+// threshold: `min_bytes` of them in a row at least.
+struct BytePilot {
+    uint8_t value;
+    std::size_t min_bytes;
+};
+
+// Where a byte pilot was found.
+struct PilotFound {
+    std::size_t start = 0;     // first pulse of the entry (lead-in pulses included)
+    std::size_t aligned = 0;   // first pulse of the first whole pilot byte
+    std::size_t end = 0;       // first pulse after the last pilot byte
+    double threshold = 0;      // calibrated from the pilot
+    ClassMeans means;
+};
+
+// Looks for a byte pilot starting at or after `from`, within the run of
+// pulses that are bits (no silence). On success fills `found` and returns
+// true when the pilot begins at `from` or at most 7 pulses after it (those
+// pulses then lead into the entry); otherwise returns false and sets retry
+// to where to look next (never before from + 1). Linear in the pulses
+// looked at: a caller that retries where told never reads a pulse twice.
+bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
+                     PilotFound &found, std::size_t &retry);
+
+// A pilot of 0 bits: at least `min_pulses` pulses below the nominal
+// threshold in a row (a stray 1 pulse among them is taken as part of it
+// when 4 zeros follow), ended by a 1 bit. found.end is the pulse after that
+// 1 bit; found.aligned = found.start. Same retry contract as above.
+bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
+                    PilotFound &found, std::size_t &retry);
+
+// --- Entries --------------------------------------------------------------
+
+// What a scanner read of one block, turned into an entry by fill_entry().
+struct Block {
+    std::size_t first = 0;        // first pulse (pilot)
+    std::size_t inner_start = 0;  // first pulse of the payload
+    std::size_t inner_end = 0;    // first pulse of the checksum (or after the payload)
+    std::size_t end = 0;          // first pulse after the block
+    double threshold = 0;
+    ClassMeans means;
+};
+
+// Sets the entry's pulse span, inner pulses, ideal values and calibrated
+// pulse values; writes every pulse's class (by the threshold) and counts
+// read errors: pulses farther than the tolerance from both calibrated
+// means (with no 1 pulse measured, the ideal 1 scaled like the 0).
+void fill_entry(const ScanContext &ctx, const Format &format, const Block &block, TapeEntry &entry);
+
+// Pulses after `from` that still belong to a block: bits up to a silence,
+// the start of another pilot (is_pilot_start), or `limit` pulses. Returns
+// the first pulse not taken.
+template <class IsPilotStart>
+std::size_t trailer_end(const BitReader &reader, std::size_t from, std::size_t limit, IsPilotStart &&is_pilot_start)
+{
+    std::size_t q = from;
+    while (q < reader.size() && q - from < limit && reader.bit(q) >= 0 && !is_pilot_start(q))
+        ++q;
+    return q;
+}
+
+// Checksums.
+uint8_t xor_of(const uint8_t *bytes, std::size_t size);
+uint8_t sum_of(const uint8_t *bytes, std::size_t size);  // modulo 256
+
+// Sets the checkbyte fields of an entry.
+void set_checkbyte(TapeEntry &entry, uint8_t on_tape, uint8_t computed);
+
+// Sets the load address, end address (exclusive) and size fields.
+void set_addresses(TapeEntry &entry, uint16_t load, uint16_t end);
+
+// --- Encoding -------------------------------------------------------------
+
+// What a loader's encoder writes besides the programs.
+struct TapeOptions {
+    int tap_version = 1;          // 0 or 1
+    bool ntsc = false;
+    double pause_seconds = 2.0;   // silence after the boot file and between programs
+};
+
+// A C64 TAP file (header and data, size field not yet set) beginning with a
+// CBM boot file holding `boot_prg` under `name`, then a pause.
+std::vector<uint8_t> tape_with_boot_file(const std::vector<uint8_t> &boot_prg, const std::string &name,
+                                         const TapeOptions &options);
+
+// Appends a pause of the options' length.
+void append_pause(std::vector<uint8_t> &tap, const TapeOptions &options);
+
+// Empty when every program can be written (see prg_input_problem), else why not.
+std::string programs_problem(const std::vector<PrgInput> &prgs);
+
+// The PETSCII bytes of a program's name, padded with `pad` to `size` bytes.
+std::vector<uint8_t> petscii_name(const std::string &name, std::size_t size, uint8_t pad = 0x20);
+
+// Appends pulses of a format to a TAP file's data (one byte per pulse).
+class Writer {
+public:
+    Writer(std::vector<uint8_t> &tap, const Format &format) : tap_(tap), format_(format) {}
+    void bit(int b) { tap_.push_back(b ? format_.ideal1 : format_.ideal0); }
+    void byte(uint8_t value);
+    void bytes(const uint8_t *data, std::size_t size);
+    void bytes(const std::vector<uint8_t> &data) { bytes(data.data(), data.size()); }
+    void repeat_byte(uint8_t value, std::size_t count);
+    void zeros(std::size_t count);
+
+private:
+    std::vector<uint8_t> &tap_;
+    Format format_;
+};
+
+} // namespace turbo
