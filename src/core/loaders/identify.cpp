@@ -51,7 +51,8 @@ IdentifiedScan scan_tape_identified(const uint8_t *file, std::size_t size, const
         result.scan = cbm_only;
         return result;
     }
-    for (const TurboLoader *l : loaders_in_boot_files(cbm_only)) {
+    const std::vector<const TurboLoader *> found = loaders_in_boot_files(cbm_only);
+    for (const TurboLoader *l : found) {
         if (std::find(selected.begin(), selected.end(), l->scanner) == selected.end())
             continue;
         TapeScan narrowed = scan_tape(file, size, options, {&cbm_rom_scanner, l->scanner});
@@ -67,6 +68,9 @@ IdentifiedScan scan_tape_identified(const uint8_t *file, std::size_t size, const
         return result;
     }
     result.scan = scan_tape(file, size, options, selected);
-    result.summary = "no known loader in the boot files: every selected scanner ran";
+    result.summary = found.empty() ? "no known loader in the boot files: every selected scanner ran"
+                                   : std::string(found.front()->name) +
+                                         " in the boot file, but its scanner is not selected: " +
+                                         "every selected scanner ran";
     return result;
 }

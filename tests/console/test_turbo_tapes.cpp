@@ -1,0 +1,151 @@
+// quillmar on tapes in the turbo loaders' formats, made with
+// "quillmarfe-cli mktap --format ID": the report lists the loader's blocks
+// with passing checksums, the PRG files hold the programs, identification
+// narrows the scan unless -noid, and the -do/-no switches choose scanners.
+#include "console_support.h"
+#include "core/loaders/registry.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace {
+
+class TurboTapes : public ConsoleTest, public testing::WithParamInterface<std::string> {
+protected:
+    const TurboLoader &loader() const { return *find_turbo_loader(GetParam()); }
+    std::vector<NamedPrg> programs() const
+    {
+        return {{"GAME", make_prg(0x0801, 2500, 31)}, {"MUSIC", make_prg(0x1000, 400, 32)}};
+    }
+    std::string tape() { return mktap(std::string(loader().id) + " tape.tap", programs(), {"--format", loader().id}); }
+
+    // The types of the report's entries made by the loader's scanner (not
+    // the CBM ROM boot file, pauses or unrecognised stretches).
+    std::vector<std::string> turbo_types() const
+    {
+        std::vector<std::string> types;
+        for (const ReportEntry &e : parsed().entries)
+            if (e.type != "PAUSE" && e.type != "UNRECOGNIZED" && e.type.rfind("C64 ROM-TAPE", 0) != 0)
+                types.push_back(e.type);
+        return types;
+    }
+};
+
+} // namespace
+
+TEST_P(TurboTapes, TestReadsEveryBlockAndWritesThePrograms)
+{
+    const std::string t = tape();
+    const ProgramRun r = run({"-doprg", "-t", t});
+    ASSERT_EQ(r.status, 0) << r.err;
+    expect_consistent_report(report_path(), t);
+    const std::string text = report();
+    EXPECT_EQ(report_value(text, "Read test         : "), "PASS - 0 read errors");
+    EXPECT_EQ(report_value(text, "Checksum test     : ").substr(0, 4), "PASS");
+    EXPECT_EQ(report_values(text, "File Type: UNRECOGNIZED").size(), 0u) << text;
+    EXPECT_FALSE(turbo_types().empty());
+    EXPECT_NE(report_value(text, "Loader ID   : ").find("faster scan"), std::string::npos) << text;
+
+    // Every program in a PRG file of its own, as it went on tape.
+    std::vector<Bytes> written;
+    for (const std::string &f : prg_files())
+        written.push_back(read_bytes(bin + "/prg/" + f));
+    for (const NamedPrg &p : programs())
+        EXPECT_NE(std::find(written.begin(), written.end(), p.bytes), written.end()) << p.name;
+}
+
+TEST_P(TurboTapes, NoidRunsEverySelectedScanner)
+{
+    const std::string t = tape();
+    ASSERT_EQ(run({"-noid", "-t", t}).status, 0);
+    EXPECT_EQ(report_value(report(), "Loader ID   : "), "off (-noid): every selected scanner ran");
+    EXPECT_EQ(report_value(report(), "Checksum test     : ").substr(0, 4), "PASS");
+    EXPECT_FALSE(turbo_types().empty());
+}
+
+TEST_P(TurboTapes, LeavingTheScannerOutLeavesItsBlocksUnrecognised)
+{
+    const std::string t = tape();
+    ASSERT_EQ(run({"-no" + std::string(loader().id), "-t", t}).status, 0);
+    expect_consistent_report(report_path(), t);
+    EXPECT_TRUE(turbo_types().empty());
+    EXPECT_GT(report_values(report(), "File Type: UNRECOGNIZED").size(), 0u);
+    EXPECT_EQ(report_value(report(), "Settings    : ").find(std::string(", ") + loader().id), std::string::npos);
+
+    // -doID runs it beside CBM ROM alone.
+    ASSERT_EQ(run({"-do" + std::string(loader().id), "-t", t}).status, 0);
+    EXPECT_EQ(report_value(report(), "Settings    : "),
+              std::string("tolerance 10, end-of-data markers required, scanners: c64, ") + loader().id);
+    EXPECT_FALSE(turbo_types().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Loaders, TurboTapes, testing::ValuesIn([] {
+                             std::vector<std::string> ids;
+                             for (const TurboLoader &l : turbo_loaders())
+                                 ids.push_back(l.id);
+                             return ids;
+                         }()),
+                         [](const testing::TestParamInfo<std::string> &param) { return param.param; });
+
+TEST_F(ConsoleTest, TurboTapeBlocksAreReportedWithTheirHeadersFields)
+{
+    const Bytes game = make_prg(0xC000, 1200, 40);
+    const std::string t = mktap("tt.tap", {{"SPACE GAME", game}}, {"--format", "turbotape"});
+    ASSERT_EQ(run({"-doprg", "-t", t}).status, 0);
+    const ParsedReport r = parsed();
+    std::vector<const ReportEntry *> turbo;
+    for (const ReportEntry &e : r.entries)
+        if (e.type.rfind("TURBOTAPE-250", 0) == 0)
+            turbo.push_back(&e);
+    ASSERT_EQ(turbo.size(), 2u);
+    EXPECT_EQ(turbo[0]->type, "TURBOTAPE-250 HEADER");
+    EXPECT_EQ(turbo[1]->type, "TURBOTAPE-250 DATA");
+    const std::string text = report();
+    EXPECT_NE(text.find("LA: $C000  EA: $C4B0  SZ: 1200"), std::string::npos) << text;
+    EXPECT_NE(text.find("File Name: SPACE GAME"), std::string::npos);
+    EXPECT_NE(text.find("CRC32: " + crc_text(Bytes(game.begin() + 2, game.end()))), std::string::npos);
+    // The header has no checksum; the data and the boot file's four copies have.
+    EXPECT_EQ(report_value(text, "Checksum test     : "), "PASS - 5 of 5 checksummed files OK");
+    const std::vector<std::string> files = prg_files();
+    const auto it = std::find_if(files.begin(), files.end(),
+                                 [](const std::string &f) { return f.find("SPACE GAME") != std::string::npos; });
+    ASSERT_NE(it, files.end());
+    EXPECT_EQ(read_bytes(bin + "/prg/" + *it), game);
+}
+
+TEST_F(ConsoleTest, ADamagedTurboBlockFailsAndItsPrgIsMarkedBad)
+{
+    const Bytes game = make_prg(0x0801, 3000, 41);
+    const std::string t = mktap("tt.tap", {{"GAME", game}}, {"--format", "turbotape"});
+    Bytes bytes = read_bytes(t);
+    // A bit 0 ($1A) in the middle of the data block's bytes becomes a bit 1 ($2A).
+    const TapeScan scan = scan_tape(bytes.data(), bytes.size());
+    const auto data = std::find_if(scan.entries.begin(), scan.entries.end(),
+                                   [](const TapeEntry &e) { return e.type == "TURBOTAPE-250 DATA"; });
+    ASSERT_NE(data, scan.entries.end());
+    std::size_t at = std::size_t(data->inner_start + data->inner_end) / 2;
+    while (bytes[at] != 0x1A)
+        ++at;
+    bytes[at] = 0x2A;
+    const std::string damaged = path("damaged.tap");
+    write_bytes(damaged, bytes);
+    ASSERT_EQ(run({"-doprg", "-t", damaged}).status, 0);
+    expect_consistent_report(report_path(), damaged);
+    EXPECT_EQ(report_value(report(), "Checksum test     : "), "FAIL - 4 of 5 checksummed files OK");
+    const std::vector<std::string> files = prg_files();
+    EXPECT_NE(std::find_if(files.begin(), files.end(),
+                           [](const std::string &f) { return f.find("-GAME (bad).prg") != std::string::npos; }),
+              files.end());
+}
+
+TEST_F(ConsoleTest, AnUnknownBootFileRunsEverySelectedScanner)
+{
+    const std::string t = mktap("plain.tap", {{"PLAIN", make_prg(0x0801, 100, 42)}});
+    ASSERT_EQ(run({"-t", t}).status, 0);
+    EXPECT_EQ(report_value(report(), "Loader ID   : "), "no known loader in the boot files: every selected scanner ran");
+    ASSERT_EQ(run({"-doc64", "-t", t}).status, 0);
+    EXPECT_EQ(report_value(report(), "Loader ID   : "), "not needed: no turbo scanner selected");
+}
