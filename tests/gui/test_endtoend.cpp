@@ -6,6 +6,8 @@
 #include "gui/attach.h"
 #include "gui/console.h"
 #include "gui/report.h"
+#include "gui/scanners.h"
+#include "core/loaders/registry.h"
 
 #include <glib/gstdio.h>
 
@@ -250,6 +252,62 @@ TEST_F(EndToEnd, SplitGivesOneCleanTapePerProgram)
         expect_every_copy_passes();
         EXPECT_EQ(written_prgs(), std::vector<std::string>{expected[i]}) << pieces[i];
     }
+}
+
+TEST_F(EndToEnd, TurboSampleFillsTheReportAndTheThresholdLeavesAScannerOut)
+{
+    // The console folder with the program's own list of scanners: the
+    // Scanners page shows every turbo scanner.
+    write_file(console + "/scanners.txt", read_file(QM_BUILD_DIR "/scanners.txt"));
+    scanners_reload(console.c_str());
+    ASSERT_EQ(scanners_read_rows().size(), 1 + turbo_loaders().size());
+    int lowest = 9;
+    for (std::size_t i = 0; i < turbo_loaders().size(); ++i) {
+        const ScannerRow row = scanners_read_rows()[i + 1];
+        EXPECT_EQ(row.id, turbo_loaders()[i].id);
+        EXPECT_TRUE(row.included);
+        lowest = std::min(lowest, row.frequency);
+    }
+
+    attach_and_test("turbo-mix.tap");
+    EXPECT_EQ(stock("image_checkbyte_test"), "gtk-yes");
+    EXPECT_EQ(stock("image_read_test"), "gtk-yes");
+    EXPECT_EQ(entries_of_type("TURBOTAPE-250 HEADER"), 2);
+    EXPECT_EQ(entries_of_type("TURBOTAPE-250 DATA"), 2);
+    EXPECT_EQ(entries_of_type("UNRECOGNIZED"), 0);
+    // Every program in its PRG file: per loader a boot file and the two samples.
+    const std::vector<std::string> prgs = written_prgs();
+    EXPECT_EQ(std::count(prgs.begin(), prgs.end(), sample_prg("mcode-demo.prg")), long(turbo_loaders().size()));
+
+    // The threshold one above the lowest rating leaves the rarest loaders
+    // out: "-noID" for each on the command line, their blocks unrecognised.
+    gtk_range_set_value(GTK_RANGE(W("vscale_frequency_threshold")), lowest + 1);
+    gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(W("textview_log"))), "", -1);
+    run_job([] { gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_test"))))); });
+    const std::string log = log_text();
+    const std::string report = text_view_text("textview_report");
+    for (const TurboLoader &l : turbo_loaders()) {
+        const bool out = l.rating < lowest + 1;
+        EXPECT_EQ(log.find(std::string("-no") + l.id + " ") != std::string::npos, out) << l.id << "\n" << log;
+        EXPECT_EQ(report.find(std::string(", ") + l.id) == std::string::npos, out) << l.id;
+    }
+    EXPECT_GT(entries_of_type("UNRECOGNIZED"), 0);
+}
+
+TEST_F(EndToEnd, SplitCutsBeforeEveryTurboTapeHeader)
+{
+    attach_and_test("turbo-mix.tap");
+    ASSERT_EQ(entries_of_type("TURBOTAPE-250 HEADER"), 2);
+    click("button_tape_split_analyze");
+    take_friendly_dialog("Analysis completed");
+    // The rows whose cut comes first are those of the headers.
+    int marked_headers = 0;
+    for (const ReportEntry &e : report_model_entries())
+        if (e.split_mark) {
+            EXPECT_TRUE(e.type == "TURBOTAPE-250 HEADER" || e.type == "C64 ROM-TAPE HEADER") << e.type;
+            marked_headers += e.type == "TURBOTAPE-250 HEADER";
+        }
+    EXPECT_EQ(marked_headers, 2);
 }
 
 // Pictures of the tool pages at work on a damaged sample, for a person to look at.

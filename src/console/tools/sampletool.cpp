@@ -15,11 +15,16 @@
 //   qmsampletool noise IN OUT     copies the tape with 2000 pulses of noise
 //       inserted after every program but the last (after the trailer of
 //       each program's data REPEAT copy), so three programs get two runs
+//   qmsampletool turbo-mix OUT    one tape holding, for every turbo loader
+//       of a C64 TAP version 1, its CBM boot file followed by the sample
+//       programs "MCODE DEMO" and "HELLO BASIC" in its format, one after
+//       the other with pauses between
 //
 // The programs are written out byte by byte below; the tapes themselves are
 // made from them by "quillmarfe-cli mktap" (see CMakeLists.txt).
 #include "core/cbmscan.h"
 #include "core/cbmencode.h"
+#include "core/loaders/registry.h"
 #include "core/tapescan.h"
 
 #include <glib.h>
@@ -289,10 +294,36 @@ int noise(const std::string &in, const std::string &out)
     return write_file(out, tape) ? 0 : 1;
 }
 
+int turbo_mix(const std::string &out)
+{
+    PrgInput mcode, hello;
+    mcode.bytes = mcode_demo();
+    mcode.name = "MCODE DEMO";
+    hello.bytes = hello_basic();
+    hello.name = "HELLO BASIC";
+    Bytes tape = tap_file_header(1, false, false, 0);
+    for (const TurboLoader &loader : turbo_loaders()) {
+        std::string error;
+        const Bytes one = loader.encode({mcode, hello}, turbo::TapeOptions(), error);
+        if (one.empty()) {
+            std::fprintf(stderr, "qmsampletool: %s: %s\n", loader.id, error.c_str());
+            return 1;
+        }
+        if (one[TAP_OFFSET_VERSION] != 1 || one[TAP_OFFSET_PLATFORM] != 0)
+            continue;  // another machine's tape
+        tape.insert(tape.end(), one.begin() + TAP_HEADER_SIZE, one.end());
+        tap_append_pause(tape, 2 * machine_clock_hz(false, false), 1);
+    }
+    tap_fix_data_size(tape);
+    return write_file(out, tape) ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+    if (argc == 3 && std::strcmp(argv[1], "turbo-mix") == 0)
+        return turbo_mix(argv[2]);
     if (argc == 3 && std::strcmp(argv[1], "prgs") == 0)
         return write_prgs(argv[2]);
     if (argc == 4 && std::strcmp(argv[1], "damage") == 0)

@@ -52,19 +52,31 @@ IdentifiedScan scan_tape_identified(const uint8_t *file, std::size_t size, const
         return result;
     }
     const std::vector<const TurboLoader *> found = loaders_in_boot_files(cbm_only);
+    // The loaders found whose scanners are selected run beside CBM ROM.
+    std::vector<const TapeScanner *> narrowed_scanners = {&cbm_rom_scanner};
+    std::string names;
     for (const TurboLoader *l : found) {
         if (std::find(selected.begin(), selected.end(), l->scanner) == selected.end())
             continue;
-        TapeScan narrowed = scan_tape(file, size, options, {&cbm_rom_scanner, l->scanner});
-        if (found_by(narrowed, l->scanner)) {
-            result.scan = std::move(narrowed);
+        narrowed_scanners.push_back(l->scanner);
+        names += (names.empty() ? "" : ", ") + std::string(l->name);
+        if (result.loader == nullptr)
             result.loader = l;
-            result.summary = std::string(l->name) + " in the boot file: faster scan, only its scanner ran beside CBM ROM";
+    }
+    if (result.loader != nullptr) {
+        TapeScan narrowed = scan_tape(file, size, options, narrowed_scanners);
+        const bool any = std::any_of(narrowed_scanners.begin() + 1, narrowed_scanners.end(),
+                                     [&](const TapeScanner *s) { return found_by(narrowed, s); });
+        if (any) {
+            result.scan = std::move(narrowed);
+            result.summary = names + " in the boot file" + (narrowed_scanners.size() > 2 ? "s" : "") +
+                             ": faster scan, only " + (narrowed_scanners.size() > 2 ? "their scanners" : "its scanner") +
+                             " ran beside CBM ROM";
             return result;
         }
+        result.loader = nullptr;
         result.scan = scan_tape(file, size, options, selected);
-        result.summary = std::string(l->name) + " in the boot file, but none of its files was found: " +
-                         "every selected scanner ran";
+        result.summary = names + " in the boot file, but none of its files was found: every selected scanner ran";
         return result;
     }
     result.scan = scan_tape(file, size, options, selected);

@@ -1,6 +1,7 @@
 // Loader identification: the code in a tape's CBM boot files tells which
 // turbo loader the rest of the tape is in, so only that scanner needs to run
-// beside the CBM ROM one ("faster scan"). When no boot file carries a known
+// beside the CBM ROM one ("faster scan"; with boot files of several
+// loaders, the scanners of all of them). When no boot file carries a known
 // loader, every selected scanner runs; so it does when identification is
 // off, and when the identified loader's scanner finds nothing (the boot
 // code only looked like that loader's).
@@ -14,7 +15,9 @@
 
 struct IdentifiedScan {
     TapeScan scan;
-    const TurboLoader *loader = nullptr;  // the loader identified, when its scanner ran alone
+    // The first loader identified, when the identified loaders' scanners ran
+    // alone beside CBM ROM (a tape may hold boot files of several).
+    const TurboLoader *loader = nullptr;
     std::string summary;                  // one line for the report
 };
 
