@@ -5,9 +5,11 @@
 
 extern const TurboLoader LOADER_TURBOTAPE;
 extern const TurboLoader LOADER_NOVALOAD;
+extern const TurboLoader LOADER_OCEAN;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
 extern const char TURBOTAPE_TYPE_DATA[];    // "TURBOTAPE-250 DATA"
 extern const char NOVALOAD_TYPE_NORMAL[];    // "NOVALOAD"
 extern const char NOVALOAD_TYPE_SPECIAL[];   // "NOVALOAD SPECIAL"
+extern const char OCEAN_TYPE[];              // "OCEAN"
