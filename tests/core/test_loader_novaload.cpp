@@ -368,3 +368,23 @@ TEST(BitPilot, StrayOneInsideIsPartOfThePilotAndEveryPulseIsReadOnce)
     }
     EXPECT_LE(calls, 4u);
 }
+
+TEST(NovaloadScanner, StrayOneJustBeforeTheSync)
+{
+    const Bytes data = data_of(300, 12);
+    Bytes tap = new_tap();
+    turbo::Writer w(tap, NOVA);
+    w.zeros(2000);
+    w.bit(1);  // noise, 5 pulses before the pilot's end
+    w.zeros(5);
+    w.bit(1);
+    w.byte(0xAA);
+    w.bytes(normal_body("S", 0x0801, data));
+    w.zeros(2000);
+    finish(tap);
+    const TapeScan scan = scan_nova(tap);
+    ASSERT_EQ(scan.entries.size(), 1u);
+    EXPECT_TRUE(scan.entries[0].checkbyte_pass);
+    EXPECT_EQ(scan.entries[0].inner_start_pulse, 2000u + 1 + 5 + 1 + 8);
+    EXPECT_EQ(scan.entries[0].payload, data);
+}

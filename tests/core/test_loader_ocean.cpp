@@ -269,3 +269,30 @@ TEST(OceanIdentify, ThresholdOfTheContinuousTimer)
     facts.thresholds = {263};
     EXPECT_FALSE(LOADER_OCEAN.identify(facts));
 }
+
+TEST(OceanScanner, NovaloadFilesAreNoChains)
+{
+    std::string error;
+    const Bytes tap = LOADER_NOVALOAD.encode({program("GAME", 0x0801, 2500, 31), program("M", 0x1000, 400, 32)},
+                                             turbo::TapeOptions(), error);
+    const TapeScan scan = scan_ocean(tap);
+    EXPECT_TRUE(chains(scan).empty());
+}
+
+TEST(NovaloadScanner, LongOceanChainsAreNoNovaloadFiles)
+{
+    // Many pages give many chances for a byte to agree as a check byte by
+    // chance: the Novaload scanner still leaves every chain alone.
+    for (uint32_t seed = 0; seed < 40; ++seed) {
+        std::vector<Page> pages;
+        for (uint8_t k = 0; k < 40; ++k)
+            pages.push_back({uint8_t(seed & 7), uint8_t(0x20 + k), page_data(seed * 100 + k)});
+        Bytes tap = new_tap();
+        write_chain(tap, 4112, true, pages, seed % 2 ? 0x02 : 0x00, 2047);
+        const TapeScan scan = scan_with(tap, builtin_scanners());
+        EXPECT_TRUE(entries_of(scan, LOADER_NOVALOAD.scanner).empty()) << seed;
+        const auto found = chains(scan);
+        ASSERT_EQ(found.size(), 1u) << seed;
+        EXPECT_EQ(found[0]->payload.size(), 40u * 256) << seed;
+    }
+}

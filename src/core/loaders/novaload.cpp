@@ -43,6 +43,8 @@ constexpr Format FORMAT{500, 0x24, 0x56, BitOrder::LsbFirst};
 constexpr uint8_t SYNC = 0xAA;
 constexpr uint8_t SPECIAL = 0x55;
 constexpr std::size_t PILOT_MIN = 256;
+constexpr int STRAY_ONES = 3;
+constexpr std::size_t STRAY_ZEROS = 32;
 constexpr std::size_t TRAILER_LIMIT = 8192;
 constexpr std::size_t PILOT_WRITTEN = 2064;
 constexpr std::size_t TRAILER_WRITTEN = 2000;
@@ -79,6 +81,22 @@ struct Checks {
     }
 };
 
+// How many check bytes fit the bytes before them, each judged on its own:
+// a Normal file's first against the header, every later one against the
+// check byte before it as on tape (c' = 2c + the piece's sum), so a damaged
+// byte disagrees once only; a Special block's against its page. Bytes that
+// are no Novaload file (an Ocean chain has the same pilot and sync) agree
+// by chance, once in 256: half of them at least must agree.
+struct Agreement {
+    unsigned checks = 0, agreeing = 0;
+    void add(bool agrees)
+    {
+        ++checks;
+        agreeing += agrees ? 1 : 0;
+    }
+    bool enough() const { return agreeing > 0 && 2 * agreeing >= checks; }
+};
+
 // A pilot's 0 pulses near the format's ideal (other leaders of short pulses,
 // like the CBM ROM's, are slower).
 bool plausible_pilot(const PilotFound &pilot)
@@ -94,7 +112,7 @@ bool sync_after(const BitReader &reader, std::size_t q)
 }
 
 // Reads a Normal file from p (its name's length). False when it does not
-// look like one: the header unreadable, or no check byte agreeing.
+// look like one: the header unreadable, or too few check bytes agreeing.
 bool read_normal(const BitReader &reader, std::size_t p, TapeEntry &entry, std::size_t &inner_end,
                  std::size_t &after)
 {
@@ -112,7 +130,7 @@ bool read_normal(const BitReader &reader, std::size_t p, TapeEntry &entry, std::
 
     unsigned sum = sum_of(head.data(), head.size());
     Checks checks;
-    bool agreeing = false;  // a check byte that fits: the header's, or one after a piece
+    Agreement agreement;
     int previous = -1;      // the check byte before the current piece, as on tape
     unsigned piece_sum = 0;
     std::vector<uint8_t> &data = entry.payload;
@@ -124,8 +142,7 @@ bool read_normal(const BitReader &reader, std::size_t p, TapeEntry &entry, std::
             break;
         }
         checks.add(check, uint8_t(sum));
-        if (previous < 0 ? check == uint8_t(sum) : check == uint8_t(2 * previous + piece_sum))
-            agreeing = true;
+        agreement.add(previous < 0 ? check == uint8_t(sum) : check == uint8_t(2 * previous + piece_sum));
         inner_end = p;
         p += 8;
         sum += check;
@@ -146,7 +163,7 @@ bool read_normal(const BitReader &reader, std::size_t p, TapeEntry &entry, std::
             break;
         }
     }
-    if (!agreeing)
+    if (!agreement.enough())
         return false;
     after = p;
     entry.type = NOVALOAD_TYPE_NORMAL;
@@ -165,7 +182,7 @@ bool read_special(const BitReader &reader, std::size_t p, TapeEntry &entry, std:
                   std::size_t &after)
 {
     Checks checks;
-    bool agreeing = false;
+    Agreement agreement;
     int last_page = -2;
     inner_end = p;
     std::vector<uint8_t> &data = entry.payload;
@@ -192,11 +209,11 @@ bool read_special(const BitReader &reader, std::size_t p, TapeEntry &entry, std:
             break;
         }
         checks.add(check, sum);
-        agreeing = agreeing || check == sum;
+        agreement.add(check == sum);
         inner_end = p;
         p += 8;
     }
-    if (!agreeing)
+    if (!agreement.enough())
         return false;
     after = p;
     entry.type = NOVALOAD_TYPE_SPECIAL;
@@ -204,6 +221,18 @@ bool read_special(const BitReader &reader, std::size_t p, TapeEntry &entry, std:
         set_addresses(entry, entry.loaded[0].load, uint16_t(entry.loaded[0].load + entry.loaded[0].bytes.size()));
     checks.apply(entry);
     return true;
+}
+
+// Reads the file whose sync byte ends just before p; false when none.
+bool read_file(const BitReader &reader, std::size_t p, TapeEntry &entry, std::size_t &inner_start,
+               std::size_t &inner_end, std::size_t &after)
+{
+    uint8_t kind = 0;
+    if (!reader.byte(p, kind))
+        return false;
+    inner_start = kind == SPECIAL ? p + 8 : p;
+    return kind == SPECIAL ? read_special(reader, inner_start, entry, inner_end, after)
+                           : read_normal(reader, inner_start, entry, inner_end, after);
 }
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
@@ -216,24 +245,29 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     if (!plausible_pilot(pilot))
         return false;
     const BitReader reader(track, pilot.threshold, FORMAT.order);
-    uint8_t sync = 0, kind = 0;
-    if (!reader.byte(pilot.end, sync) || sync != SYNC || !reader.byte(pilot.end + 8, kind))
+    // A stray 1 in the pilot's last pulses ends the search early: when the
+    // sync is not there, the pilot goes on to the next 1 after a few 0s.
+    std::size_t sync_at = pilot.end;
+    uint8_t sync = 0;
+    for (int stray = 0; stray < STRAY_ONES && !(reader.byte(sync_at, sync) && sync == SYNC); ++stray) {
+        std::size_t q = sync_at;
+        while (q - sync_at < STRAY_ZEROS && reader.bit(q) == 0)
+            ++q;
+        if (reader.bit(q) != 1)
+            return false;
+        sync_at = q + 1;
+    }
+    if (sync != SYNC)
         return false;
+    pilot.end = sync_at;
 
     Block block;
     block.first = pilot.start;
     block.threshold = pilot.threshold;
     block.means = pilot.means;
     std::size_t after = 0;
-    if (kind == SPECIAL) {
-        block.inner_start = pilot.end + 16;
-        if (!read_special(reader, block.inner_start, entry, block.inner_end, after))
-            return false;
-    } else {
-        block.inner_start = pilot.end + 8;
-        if (!read_normal(reader, block.inner_start, entry, block.inner_end, after))
-            return false;
-    }
+    if (!read_file(reader, pilot.end + 8, entry, block.inner_start, block.inner_end, after))
+        return false;
     block.end = bit_trailer_end(reader, after, TRAILER_LIMIT, PILOT_MIN,
                                 [&](std::size_t q) { return sync_after(reader, q); });
     entry.has_crc = true;
@@ -309,5 +343,12 @@ bool identify(const BootFacts &facts)
 const TapeScanner SCANNER = {"novaload", "Novaload", recognise};
 
 } // namespace
+
+bool novaload_file_at(const turbo::BitReader &reader, std::size_t p)
+{
+    TapeEntry scratch;
+    std::size_t inner_start = 0, inner_end = 0, after = 0;
+    return read_file(reader, p, scratch, inner_start, inner_end, after);
+}
 
 const TurboLoader LOADER_NOVALOAD = {"novaload", "Novaload", 8, &SCANNER, encode, identify};

@@ -10,6 +10,8 @@
 // it (no 256 bytes and another [flag][page] readable before a silence, or
 // only 0 bits: the trailer or the next pilot); otherwise it is a page of
 // data like any other. No checksum. About 2047 0 bits follow a chain.
+// Novaload files have the same pilot and sync byte: bytes after the sync
+// whose check bytes agree as a Novaload file's are no Ocean chain.
 //
 // One entry "OCEAN" per chain (block_type = 1, 2 or 3): inner start at the
 // first flag byte, inner end at the ending block's flag byte (just after
@@ -121,6 +123,8 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     if (!reader.byte(pilot.end, first))
         return false;
     const bool synced = first == SYNC;
+    if (synced && novaload_file_at(reader, pilot.end + 8))
+        return false;
     int type = synced ? 2 : 1;
 
     Block block;
