@@ -388,3 +388,24 @@ TEST(NovaloadScanner, StrayOneJustBeforeTheSync)
     EXPECT_EQ(scan.entries[0].inner_start_pulse, 2000u + 1 + 5 + 1 + 8);
     EXPECT_EQ(scan.entries[0].payload, data);
 }
+
+TEST(NovaloadScanner, LongTrailerStaysWholeAndJunkAfterItIsBounded)
+{
+    const Bytes body = normal_body("T", 0x0801, data_of(50, 3));
+    const std::size_t file = 2064 + 9 + 8 * body.size();
+    Bytes tap = new_tap();
+    write_file(tap, 2064, body, 10000);
+    pause(tap);
+    write_file(tap, 2064, body, 100);
+    tap.insert(tap.end(), 6000, 0x56);  // not a trailer: only part of it joins the file
+    const std::size_t second_start = file + 10000 + 1;
+    finish(tap);
+    const TapeScan scan = scan_nova(tap);
+    expect_covering(scan);
+    const auto files = nova_entries(scan);
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_EQ(files[0]->pulse_count, file + 10000);
+    EXPECT_EQ(files[1]->first_pulse, second_start);
+    EXPECT_EQ(files[1]->pulse_count, file + 4096);
+    EXPECT_EQ(scan.entries.back().kind, EntryKind::Unrecognized);
+}

@@ -43,7 +43,7 @@ constexpr uint8_t TYPE3_END_PAGE = 0x02;
 constexpr std::size_t PILOT_MIN = 512;
 constexpr std::size_t PAGE = 256;
 constexpr std::size_t BLOCK_PULSES = 8 * (2 + PAGE);
-constexpr std::size_t TRAILER_LIMIT = 8192;
+constexpr std::size_t TRAILER_LIMIT = 4096;
 constexpr std::size_t PILOT_WRITTEN = 4112;
 constexpr std::size_t TRAILER_WRITTEN = 2047;
 

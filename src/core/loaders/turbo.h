@@ -147,17 +147,18 @@ std::size_t trailer_end(const BitReader &reader, std::size_t from, std::size_t l
 // The same for a format whose pilot is a run of 0 bits, where a block's
 // trailer of 0 bits and the next block's pilot may touch: a run of at least
 // `min_pilot` 0 bits ended by a 1 at which `pilot_ends(q)` sees another
-// block's sync is left to that block. Each run is read once.
+// block's sync is left to that block. A run of 0 bits is taken whole (a
+// long trailer stays one), other pulses up to `limit` from `from`. Each run
+// is read once.
 template <class PilotEnds>
 std::size_t bit_trailer_end(const BitReader &reader, std::size_t from, std::size_t limit, std::size_t min_pilot,
                             PilotEnds &&pilot_ends)
 {
     const std::size_t n = reader.size();
-    const std::size_t stop = n - from > limit ? from + limit : n;
     std::size_t q = from;
-    while (q < stop) {
+    while (q < n) {
         const int b = reader.bit(q);
-        if (b < 0)
+        if (b < 0 || (b == 1 && q - from >= limit))
             break;
         if (b == 1) {
             ++q;
@@ -168,7 +169,7 @@ std::size_t bit_trailer_end(const BitReader &reader, std::size_t from, std::size
             ++r;
         if (r - q >= min_pilot && reader.bit(r) == 1 && pilot_ends(r))
             break;
-        q = std::min(r, stop);
+        q = r;
     }
     return q;
 }
