@@ -24,7 +24,11 @@
 // payload = the pages' bytes in tape order). A check byte that does not
 // match fails the entry; the report shows the first failing sub-block's
 // values, else the last one's. A file cut short by silence keeps what was
-// read and fails (its check byte is missing).
+// read and fails (its check byte is missing). Bytes after a pilot and $AA
+// are taken as a file only when at least half of their check bytes agree
+// (see Agreement): Ocean chains share the pilot and the sync byte. A stray
+// 1 a few pulses before the pilot's end is passed over when the sync byte
+// follows the next 1.
 #include "core/loaders/all.h"
 #include "core/loaders/turbo.h"
 
