@@ -409,3 +409,18 @@ TEST(NovaloadScanner, LongTrailerStaysWholeAndJunkAfterItIsBounded)
     EXPECT_EQ(files[1]->pulse_count, file + 4096);
     EXPECT_EQ(scan.entries.back().kind, EntryKind::Unrecognized);
 }
+
+TEST(NovaloadScanner, SingleBlockSpecialWithADamagedByteIsStillFound)
+{
+    Bytes body = special_body({{0x80, data_of(256, 21)}});
+    body[10] = uint8_t(body[10] + 1);
+    Bytes tap = new_tap();
+    write_file(tap, 2064, body, 2000);
+    finish(tap);
+    const TapeScan scan = scan_nova(tap);
+    const auto files = nova_entries(scan);
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0]->type, "NOVALOAD SPECIAL");
+    EXPECT_FALSE(files[0]->checkbyte_pass);
+    EXPECT_EQ(files[0]->checkbyte_computed, uint8_t(files[0]->checkbyte_on_tape + 1));
+}

@@ -88,7 +88,8 @@ struct Checks {
 // How many check bytes fit the bytes before them, each judged on its own:
 // a Normal file's first against the header, every later one against the
 // check byte before it as on tape (c' = 2c + the piece's sum), so a damaged
-// byte disagrees once only; a Special block's against its page. Bytes that
+// byte disagrees once only; a Special block's against its page, and the
+// page byte $00 ending a chain counts as one that agrees. Bytes that
 // are no Novaload file (an Ocean chain has the same pilot and sync) agree
 // by chance, once in 256: half of them at least must agree.
 struct Agreement {
@@ -195,8 +196,10 @@ bool read_special(const BitReader &reader, std::size_t p, TapeEntry &entry, std:
         if (!reader.byte(p, page))
             break;
         p += 8;
-        if (page == 0)
+        if (page == 0) {
+            agreement.add(true);  // the chain ends as it should
             break;
+        }
         std::vector<uint8_t> bytes;
         const bool whole = reader.bytes(p, PIECE, bytes);
         p += 8 * bytes.size();
