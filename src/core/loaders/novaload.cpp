@@ -283,13 +283,13 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     return true;
 }
 
-BootCodeSpec boot_spec()
+BootCodeSpec boot_setup()
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = FORMAT.threshold_cycles;
-    spec.one_shot = false;
-    spec.compares = {SYNC, SPECIAL};
-    return spec;
+    BootCodeSpec setup;
+    setup.threshold_cycles = FORMAT.threshold_cycles;
+    setup.one_shot = false;
+    setup.compares = {SYNC, SPECIAL};
+    return setup;
 }
 
 void append_normal(std::vector<uint8_t> &tap, const PrgInput &prg)
@@ -330,7 +330,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
             error = "a Novaload file holds 1 to 65279 bytes";
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_spec()), "NOVALOAD", options);
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_setup()), "NOVALOAD", options);
     for (std::size_t i = 0; i < prgs.size(); ++i) {
         append_normal(tap, prgs[i]);
         if (i + 1 < prgs.size())

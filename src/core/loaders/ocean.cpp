@@ -71,12 +71,12 @@ bool type3_end(const BitReader &reader, std::size_t p)
     return std::all_of(bytes.begin(), bytes.begin() + PAGE, [](uint8_t b) { return b == 0; });
 }
 
-BootCodeSpec boot_spec()
+BootCodeSpec boot_setup()
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = FORMAT.threshold_cycles;
-    spec.one_shot = false;
-    return spec;
+    BootCodeSpec setup;
+    setup.threshold_cycles = FORMAT.threshold_cycles;
+    setup.one_shot = false;
+    return setup;
 }
 
 // The bounds our own boot file recorded for the chain being read: the last
@@ -84,7 +84,7 @@ BootCodeSpec boot_spec()
 // is the count of chains since.
 bool recorded_bounds(const std::vector<TapeEntry> &entries, uint16_t &load, uint16_t &length)
 {
-    static const std::vector<uint8_t> code = make_boot_program(boot_spec());
+    static const std::vector<uint8_t> code = make_boot_program(boot_setup());
     std::size_t chains = 0;
     for (std::size_t k = entries.size(); k-- > 0;) {
         const TapeEntry &e = entries[k];
@@ -224,14 +224,14 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
             error = "an Ocean chain holds at least one byte and loads nothing in page $00";
     if (!error.empty())
         return {};
-    BootCodeSpec spec = boot_spec();
-    std::vector<uint8_t> &bounds = spec.parameters;
+    BootCodeSpec setup = boot_setup();
+    std::vector<uint8_t> &bounds = setup.parameters;
     bounds.push_back(uint8_t(prgs.size()));
     for (const PrgInput &prg : prgs) {
         const std::size_t length = prg.bytes.size() - 2;
         bounds.insert(bounds.end(), {prg.bytes[0], prg.bytes[1], uint8_t(length), uint8_t(length >> 8)});
     }
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(spec), "OCEAN", options);
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(setup), "OCEAN", options);
     for (std::size_t i = 0; i < prgs.size(); ++i) {
         append_chain(tap, prgs[i]);
         if (i + 1 < prgs.size())
