@@ -4,7 +4,17 @@
 #include "core/loaders/registry.h"
 
 extern const TurboLoader LOADER_TURBOTAPE;
+extern const TurboLoader LOADER_NOVALOAD;
+extern const TurboLoader LOADER_OCEAN;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
 extern const char TURBOTAPE_TYPE_DATA[];    // "TURBOTAPE-250 DATA"
+extern const char NOVALOAD_TYPE_NORMAL[];    // "NOVALOAD"
+extern const char NOVALOAD_TYPE_SPECIAL[];   // "NOVALOAD SPECIAL"
+extern const char OCEAN_TYPE[];              // "OCEAN"
+
+// True when the bytes from p, read by `reader`, are a Novaload file after
+// its sync byte (its check bytes agree). Ocean chains share the pilot and
+// sync of Novaload files and have no check bytes of their own.
+bool novaload_file_at(const turbo::BitReader &reader, std::size_t p);

@@ -160,6 +160,8 @@ bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &for
             found.aligned = from;
             found.end = q + 1;
             found.means = class_means(track, from, q, reader.threshold());
+            found.means.one = 0;
+            found.means.ones = 0;
             found.threshold = calibrated_threshold(found.means, format);
             return true;
         }

@@ -15,6 +15,7 @@
 #include "core/cbmencode.h"
 #include "core/tapescan.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -106,8 +107,10 @@ bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &fo
 
 // A pilot of 0 bits: at least `min_pulses` pulses below the nominal
 // threshold in a row (a stray 1 pulse among them is taken as part of it
-// when 4 zeros follow), ended by a 1 bit. found.end is the pulse after that
-// 1 bit; found.aligned = found.start. Same retry contract as above.
+// when 32 zeros follow), ended by a 1 bit. found.end is the pulse after that
+// 1 bit; found.aligned = found.start. The calibration uses the 0 pulses
+// only (a stray pulse, often a spike far off any class, would move the
+// threshold). Same retry contract as above.
 bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
                     PilotFound &found, std::size_t &retry);
 
@@ -138,6 +141,36 @@ std::size_t trailer_end(const BitReader &reader, std::size_t from, std::size_t l
     std::size_t q = from;
     while (q < reader.size() && q - from < limit && reader.bit(q) >= 0 && !is_pilot_start(q))
         ++q;
+    return q;
+}
+
+// The same for a format whose pilot is a run of 0 bits, where a block's
+// trailer of 0 bits and the next block's pilot may touch: a run of at least
+// `min_pilot` 0 bits ended by a 1 at which `pilot_ends(q)` sees another
+// block's sync is left to that block. A run of 0 bits is taken whole (a
+// long trailer stays one), other pulses up to `limit` from `from`. Each run
+// is read once.
+template <class PilotEnds>
+std::size_t bit_trailer_end(const BitReader &reader, std::size_t from, std::size_t limit, std::size_t min_pilot,
+                            PilotEnds &&pilot_ends)
+{
+    const std::size_t n = reader.size();
+    std::size_t q = from;
+    while (q < n) {
+        const int b = reader.bit(q);
+        if (b < 0 || (b == 1 && q - from >= limit))
+            break;
+        if (b == 1) {
+            ++q;
+            continue;
+        }
+        std::size_t r = q;
+        while (r < n && reader.bit(r) == 0)
+            ++r;
+        if (r - q >= min_pilot && reader.bit(r) == 1 && pilot_ends(r))
+            break;
+        q = r;
+    }
     return q;
 }
 
