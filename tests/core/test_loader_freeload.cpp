@@ -132,9 +132,9 @@ TEST(FreeloadScanner, ALeaderOfZerosBelongsToTheBlock)
 
 TEST(FreeloadScanner, SlowAndFastTapesCalibrateFromThePilot)
 {
-    // 12 % slow puts bit 0 at 40 units, close to the loader's own threshold
-    // of 45; 12 % fast puts bit 1 at 57.
-    for (const double speed : {0.88, 1.12}) {
+    // 12 % fast puts bit 1 at 57 units; 12 % slow puts bit 0 at 40, close
+    // to the loader's own threshold of 45, and 25 % slow right on it.
+    for (const double speed : {0.88, 1.12, 1.25}) {
         SCOPED_TRACE(speed);
         HandTape t;
         const Bytes d = data_of(300, 5);
