@@ -33,7 +33,6 @@ constexpr BytePilot PILOT{0x20, 16};
 constexpr uint8_t SYNC = 0xFF;
 constexpr std::size_t NAME_SIZE = 16;
 constexpr std::size_t HEADER_BYTES = NAME_SIZE + 4;
-constexpr std::size_t MAX_BYTES = 0x10000 + 1;  // data and checksum
 constexpr std::size_t TRAILER_LIMIT = 4096;
 constexpr std::size_t PILOT_WRITTEN = 64;
 constexpr std::size_t TRAILER_WRITTEN = 16;
@@ -57,7 +56,7 @@ struct Layout {
     int text = 0;          // name bytes that look like text
 };
 
-Layout read_layout(const std::vector<uint8_t> &header, bool name_last, const std::vector<uint8_t> &bytes)
+Layout read_layout(const std::vector<uint8_t> &header, bool name_last)
 {
     Layout l;
     l.name_last = name_last;
@@ -68,14 +67,19 @@ Layout read_layout(const std::vector<uint8_t> &header, bool name_last, const std
     const uint32_t end_exclusive = l.end == 0 ? 0x10000u : l.end;
     for (std::size_t k = n; k < n + NAME_SIZE; ++k)
         l.text += (header[k] >= 0x20 && header[k] < 0x60) || (header[k] >= 0xC1 && header[k] <= 0xDA);
-    if (end_exclusive <= l.load)
-        return l;
-    l.size = end_exclusive - l.load;
-    l.rank = 1;
-    if (bytes.size() < l.size + 1)
-        return l;
-    l.rank = xor_of(bytes.data(), l.size) == bytes[l.size] ? 3 : 2;
+    if (end_exclusive > l.load) {
+        l.size = end_exclusive - l.load;
+        l.rank = 1;
+    }
     return l;
+}
+
+// Ranks a plausible layout by the bytes on the tape (data and checksum).
+void rank_layout(Layout &l, const std::vector<uint8_t> &bytes)
+{
+    if (l.rank == 0 || bytes.size() < l.size + 1)
+        return;
+    l.rank = xor_of(bytes.data(), l.size) == bytes[l.size] ? 3 : 2;
 }
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
@@ -92,19 +96,20 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
         return false;
     header.erase(header.begin());
 
-    // Every whole byte up to a silence (at most the largest block), for the
-    // choice of layout; the block keeps those its header announces.
+    Layout first = read_layout(header, false);
+    Layout last = read_layout(header, true);
+    if (first.rank == 0 && last.rank == 0)
+        return false;
+    // The bytes up to a silence, as many as the longer reading wants.
     const std::size_t data_start = pilot.end + 8 * (1 + HEADER_BYTES);
+    const std::size_t wanted = std::max(first.rank ? first.size : 0, last.rank ? last.size : 0) + 1;
     std::vector<uint8_t> bytes;
     uint8_t v = 0;
-    for (std::size_t p = data_start; bytes.size() < MAX_BYTES && reader.byte(p, v); p += 8)
+    for (std::size_t p = data_start; bytes.size() < wanted && reader.byte(p, v); p += 8)
         bytes.push_back(v);
-
-    const Layout first = read_layout(header, false, bytes);
-    const Layout last = read_layout(header, true, bytes);
+    rank_layout(first, bytes);
+    rank_layout(last, bytes);
     const Layout &l = (last.rank > first.rank || (last.rank == first.rank && last.text > first.text)) ? last : first;
-    if (l.rank == 0)
-        return false;
     bytes.resize(std::min(bytes.size(), l.size + 1));
     if (bytes.size() < 2)
         return false;
