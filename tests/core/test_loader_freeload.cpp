@@ -84,7 +84,7 @@ TEST(FreeloadScanner, PilotsOfAnyLengthAndBlocksWithoutGapsRead)
 {
     HandTape t;
     const Bytes a = data_of(500, 1), b = data_of(40, 2), c = data_of(3, 3);
-    t.block(0x0801, a, 20, 0);
+    t.block(0x0801, a, 12, 0);
     t.block(0xC000, b, 600, 0);  // straight after the last one's checksum
     t.pause();
     t.block(0x4000, c, 64, 100);
@@ -99,7 +99,7 @@ TEST(FreeloadScanner, PilotsOfAnyLengthAndBlocksWithoutGapsRead)
     EXPECT_EQ(blocks[0]->payload, a);
     EXPECT_EQ(blocks[1]->load_address, 0xC000);
     EXPECT_EQ(blocks[1]->first_pulse, blocks[0]->first_pulse + blocks[0]->pulse_count);
-    EXPECT_EQ(blocks[1]->first_pulse, std::size_t(20 + 1 + 4 + 500 + 1) * 8);
+    EXPECT_EQ(blocks[1]->first_pulse, std::size_t(12 + 1 + 4 + 500 + 1) * 8);
     EXPECT_EQ(blocks[1]->payload, b);
     EXPECT_EQ(blocks[2]->payload, c);
     EXPECT_EQ(blocks[2]->crc32, crc32_of(c));

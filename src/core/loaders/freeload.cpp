@@ -24,7 +24,7 @@ using namespace turbo;
 
 constexpr Format FORMAT{360, 0x24, 0x41, BitOrder::MsbFirst};
 constexpr Format SEARCH{404, 0x24, 0x41, BitOrder::MsbFirst};  // threshold between the ideal pulses
-constexpr BytePilot PILOT{0x40, 16};
+constexpr BytePilot PILOT{0x40, 10};  // pilots of real tapes vary; the sync and addresses confirm
 constexpr uint8_t SYNC = 0x5A;
 constexpr std::size_t ADDRESS_BYTES = 4;
 constexpr std::size_t TRAILER_LIMIT = 4096;
