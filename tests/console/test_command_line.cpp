@@ -174,11 +174,11 @@ INSTANTIATE_TEST_SUITE_P(Inputs, BadInputs,
 TEST_F(ConsoleTest, UnknownScannerIdsAreAcceptedAndNamedInTheReport)
 {
     const std::string tape = mktap("t.tap", {{"T", make_prg(0x0801, 30, 3)}});
-    ProgramRun r = run({"-noturbo", "-nofreeload", "-t", tape});
+    ProgramRun r = run({"-noturbo", "-nozzz", "-t", tape});
     ASSERT_EQ(r.status, 0) << r.err;
     std::string text = report();
     EXPECT_TRUE(contains(text, "Note: -noturbo: this program has no scanner \"turbo\"")) << text;
-    EXPECT_TRUE(contains(text, "Note: -nofreeload: this program has no scanner \"freeload\"")) << text;
+    EXPECT_TRUE(contains(text, "Note: -nozzz: this program has no scanner \"zzz\"")) << text;
     EXPECT_TRUE(parsed().totals.checksum_test_passed);
 
     r = run({"-dovisiload", "-t", tape});

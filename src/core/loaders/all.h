@@ -6,6 +6,8 @@
 extern const TurboLoader LOADER_TURBOTAPE;
 extern const TurboLoader LOADER_NOVALOAD;
 extern const TurboLoader LOADER_OCEAN;
+extern const TurboLoader LOADER_FREELOAD;
+extern const TurboLoader LOADER_USGOLD;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -18,3 +20,5 @@ extern const char OCEAN_TYPE[];              // "OCEAN"
 // its sync byte (its check bytes agree). Ocean chains share the pilot and
 // sync of Novaload files and have no check bytes of their own.
 bool novaload_file_at(const turbo::BitReader &reader, std::size_t p);
+extern const char FREELOAD_TYPE[];          // "FREELOAD"
+extern const char USGOLD_TYPE[];            // "US GOLD"

@@ -5,7 +5,8 @@
 
 const std::vector<TurboLoader> &turbo_loaders()
 {
-    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD, LOADER_OCEAN};
+    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD, LOADER_OCEAN, LOADER_FREELOAD,
+                                                   LOADER_USGOLD};
     return table;
 }
 

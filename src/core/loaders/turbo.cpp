@@ -124,6 +124,27 @@ bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &fo
     return false;
 }
 
+bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, const Format &format,
+                                 const BytePilot &pilot, PilotFound &found, std::size_t &retry)
+{
+    if (find_byte_pilot(track, from, format, pilot, found, retry))
+        return true;
+    // The pilot found farther on may follow 0 bits all the way from `from`;
+    // the pulses before retry were looked at once, the search goes on from
+    // there, so the whole stays linear.
+    const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
+    const std::size_t leader_end = retry;
+    if (leader_end >= reader.size())
+        return false;
+    for (std::size_t q = from; q < leader_end; ++q)
+        if (reader.bit(q) != 0)
+            return false;
+    if (!find_byte_pilot(track, leader_end, format, pilot, found, retry))
+        return false;
+    found.start = from;
+    return true;
+}
+
 bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
                     PilotFound &found, std::size_t &retry)
 {

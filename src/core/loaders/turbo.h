@@ -105,6 +105,12 @@ struct PilotFound {
 bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
                      PilotFound &found, std::size_t &retry);
 
+// As find_byte_pilot, and also when the pilot follows a leader of 0 bits
+// that starts at `from` (found.start = from then: the leader belongs to the
+// entry). Same retry contract.
+bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, const Format &format,
+                                 const BytePilot &pilot, PilotFound &found, std::size_t &retry);
+
 // A pilot of 0 bits: at least `min_pulses` pulses below the nominal
 // threshold in a row (a stray 1 pulse among them is taken as part of it
 // when 32 zeros follow), ended by a 1 bit. found.end is the pulse after that

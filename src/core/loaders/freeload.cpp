@@ -1,0 +1,141 @@
+// Freeload: the turbo of Ocean's tapes from 1988 on.
+//
+// Bits are single pulses against a threshold of 360 cycles (bit 0 about $24
+// units, bit 1 about $41), bytes most significant bit first. Every block: a
+// pilot of the byte $40 repeated, the sync byte $5A, the start address and
+// the end address + 1 (both little-endian), the data, then the XOR of the
+// data. A block stands alone: it carries its own addresses and no name.
+//
+// The pilot is searched with a threshold halfway between the two pulses
+// rather than the loader's (which sits close to bit 0), so that slow tapes
+// still show it; the block itself is read at the middle of the pilot's
+// measured pulses. A block shorter than its addresses announce (cut by
+// silence) keeps the bytes it has, its last one taken as the checksum.
+#include "core/loaders/all.h"
+#include "core/loaders/turbo.h"
+
+#include <algorithm>
+
+const char FREELOAD_TYPE[] = "FREELOAD";
+
+namespace {
+
+using namespace turbo;
+
+constexpr Format FORMAT{360, 0x24, 0x41, BitOrder::MsbFirst};
+constexpr Format SEARCH{404, 0x24, 0x41, BitOrder::MsbFirst};  // threshold between the ideal pulses
+constexpr BytePilot PILOT{0x40, 10};  // pilots of real tapes vary; the sync and addresses confirm
+constexpr uint8_t SYNC = 0x5A;
+constexpr std::size_t ADDRESS_BYTES = 4;
+constexpr std::size_t TRAILER_LIMIT = 4096;
+constexpr std::size_t PILOT_WRITTEN = 256;
+constexpr std::size_t TRAILER_WRITTEN = 16;
+
+// Three pilot bytes in a row from q: another block begins.
+bool pilot_at(const BitReader &reader, std::size_t q)
+{
+    uint8_t v = 0;
+    for (int k = 0; k < 3; ++k)
+        if (!reader.byte(q + 8 * std::size_t(k), v) || v != PILOT.value)
+            return false;
+    return true;
+}
+
+bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
+{
+    const PulseTrack &track = *ctx.pulses;
+    PilotFound pilot;
+    if (!find_byte_pilot_after_zeros(track, index, SEARCH, PILOT, pilot, retry))
+        return false;
+    retry = pilot.end;  // whatever follows, this pilot leads nowhere else
+    const BitReader reader(track, pilot.threshold, FORMAT.order);
+
+    std::vector<uint8_t> head;
+    if (!reader.bytes(pilot.end, 1 + ADDRESS_BYTES, head) || head[0] != SYNC)
+        return false;
+    const uint16_t load = uint16_t(head[1] | head[2] << 8);
+    const uint16_t end = uint16_t(head[3] | head[4] << 8);
+    const uint32_t end_exclusive = end == 0 ? 0x10000u : end;
+    if (end_exclusive <= load)
+        return false;
+    const std::size_t size = end_exclusive - load;
+
+    Block block;
+    block.first = pilot.start;
+    block.inner_start = pilot.end + 8;
+    block.threshold = pilot.threshold;
+    block.means = pilot.means;
+    std::vector<uint8_t> &payload = entry.payload;
+    std::size_t p = block.inner_start + 8 * ADDRESS_BYTES;
+    uint8_t v = 0;
+    while (payload.size() < size + 1 && reader.byte(p, v)) {
+        payload.push_back(v);
+        p += 8;
+    }
+    if (payload.size() < 2)
+        return false;
+    const uint8_t checksum = payload.back();
+    payload.pop_back();
+    block.inner_end = p - 8;
+    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
+
+    entry.type = FREELOAD_TYPE;
+    set_addresses(entry, load, end);
+    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
+    entry.has_crc = true;
+    entry.crc32 = crc32_of(payload);
+    entry.loaded.push_back({load, payload});
+    fill_entry(ctx, FORMAT, block, entry);
+    return true;
+}
+
+BootCodeSpec boot_spec()
+{
+    BootCodeSpec spec;
+    spec.threshold_cycles = FORMAT.threshold_cycles;
+    spec.one_shot = true;
+    spec.compares = {PILOT.value, SYNC};
+    return spec;
+}
+
+std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
+{
+    error = programs_problem(prgs);
+    for (const PrgInput &prg : prgs)
+        if (error.empty() && prg.bytes.size() < 3)
+            error = "a Freeload block holds at least one byte";
+    if (!error.empty())
+        return {};
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_spec()), "FREELOAD", options);
+    for (std::size_t i = 0; i < prgs.size(); ++i) {
+        const PrgInput &prg = prgs[i];
+        const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
+        const uint16_t end = uint16_t(load + prg.bytes.size() - 2);
+        const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
+        Writer w(tap, FORMAT);
+        w.repeat_byte(PILOT.value, PILOT_WRITTEN);
+        w.byte(SYNC);
+        w.bytes({uint8_t(load), uint8_t(load >> 8), uint8_t(end), uint8_t(end >> 8)});
+        w.bytes(data);
+        w.byte(xor_of(data.data(), data.size()));
+        w.zeros(TRAILER_WRITTEN);
+        if (i + 1 < prgs.size())
+            append_pause(tap, options);
+    }
+    tap_fix_data_size(tap);
+    return tap;
+}
+
+// The threshold alone is shared with other loaders of the same years: the
+// pilot and sync values tell Freeload apart.
+bool identify(const BootFacts &facts)
+{
+    return facts.has_threshold_near(FORMAT.threshold_cycles) && facts.compares_with(PILOT.value) &&
+           facts.compares_with(SYNC);
+}
+
+const TapeScanner SCANNER = {"freeload", "Freeload", recognise};
+
+} // namespace
+
+const TurboLoader LOADER_FREELOAD = {"freeload", "Freeload", 7, &SCANNER, encode, identify};
