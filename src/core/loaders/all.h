@@ -4,7 +4,9 @@
 #include "core/loaders/registry.h"
 
 extern const TurboLoader LOADER_TURBOTAPE;
+extern const TurboLoader LOADER_BURNER;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
 extern const char TURBOTAPE_TYPE_DATA[];    // "TURBOTAPE-250 DATA"
+extern const char BURNER_TYPE[];            // "BURNER"
