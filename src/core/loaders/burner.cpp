@@ -232,6 +232,8 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
                 continue;
             const Format format = format_of(v.order);
             const ClassMeans means = class_means(track, aligned, end, nominal);
+            if (!plausible_speed(means, format))
+                continue;
             const double threshold = calibrated_threshold(means, format);
             const BitReader calibrated(track, threshold, v.order);
             if (!calibrated.byte(end, value) || value != v.sync)

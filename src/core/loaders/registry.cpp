@@ -5,7 +5,7 @@
 
 const std::vector<TurboLoader> &turbo_loaders()
 {
-    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_BURNER};
+    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_BURNER, LOADER_BLEEPLOAD};
     return table;
 }
 
