@@ -113,12 +113,16 @@ bool find_pilot(const PulseTrack &track, std::size_t from, PilotAt &found, std::
     return false;
 }
 
-// Three bytes of the announced pilot from q: the next block begins.
-bool pilot_at(const BitReader &reader, std::size_t q, uint8_t pilot)
+// Three equal bytes from q: the next block's pilot begins, whether its byte
+// is the one announced or not (a block may be missing). Runs of 0 or 1 bits
+// are trailers, unless announced.
+bool pilot_at(const BitReader &reader, std::size_t q, uint8_t announced)
 {
-    uint8_t v = 0;
-    for (int k = 0; k < 3; ++k)
-        if (!reader.byte(q + 8 * std::size_t(k), v) || v != pilot)
+    uint8_t first = 0, v = 0;
+    if (!reader.byte(q, first) || ((first == 0x00 || first == 0xFF) && first != announced))
+        return false;
+    for (std::size_t k = 1; k < 3; ++k)
+        if (!reader.byte(q + 8 * k, v) || v != first)
             return false;
     return true;
 }
