@@ -248,3 +248,41 @@ TEST(BurnerLoader, IdentifiedByThresholdAndAKnownPair)
     const Bytes other = make_boot_program(spec);
     EXPECT_FALSE(LOADER_BURNER.identify(read_boot_code(other.data(), other.size())));
 }
+
+TEST(BurnerLoader, AFileRightAfterAContinuationByteNeedsNoPilot)
+{
+    const File a = file(0x0801, 300, 17), b = file(0x9000, 120, 18), c = file(0xA000, 40, 19);
+    auto chain = [&](Bytes tap) {
+        append_file(tap, LSB, 0x96, 60, 0xAD, a);
+        turbo::Writer w(tap, LSB);
+        for (const File *f : {&b, &c}) {
+            w.byte(0x01);  // another file follows, at once
+            const uint16_t end = uint16_t(f->load + f->data.size());
+            w.bytes({uint8_t(f->load), uint8_t(f->load >> 8), uint8_t(end), uint8_t(end >> 8)});
+            w.bytes(f->data);
+        }
+        w.bytes({0x00, 0x00, 0x90});
+        w.zeros(16);
+        return tap;
+    };
+    Bytes tap = chain(tape_with_boot(0x96, 0xAD, true));
+    const TapeScan s = scan(tap);
+    expect_covering(s);
+    const auto files = burner_entries(s);
+    ASSERT_EQ(files.size(), 3u);
+    expect_file(files[0], a);
+    expect_file(files[1], b);
+    expect_file(files[2], c);
+    EXPECT_EQ(files[1]->first_pulse, files[0]->inner_end_pulse + 8);
+    EXPECT_EQ(files[1]->inner_start_pulse, files[1]->first_pulse + 32);
+    EXPECT_EQ(files[2]->first_pulse, files[1]->inner_end_pulse + 8);
+    EXPECT_EQ(unrecognised(s), 0u);
+
+    // A boot file that counts its files has no continuation bytes: what
+    // follows the data is trailer.
+    Bytes counted = chain(tape_with_boot(0x96, 0xAD, true, {0xA9, 0x03, 0x85, 0x02, 0xC6, 0x02, 0xD0, 0xFC}));
+    const TapeScan counted_scan = scan(counted);
+    const auto one = burner_entries(counted_scan);
+    ASSERT_EQ(one.size(), 1u);
+    expect_file(one[0], a);
+}

@@ -10,7 +10,10 @@
 //   - type 2: after each file a continuation byte; 0 ends the chain and the
 //     entry address (2 bytes) follows.
 // What follows a file's data up to the next pilot or silence (continuation
-// byte, entry address, trailer) belongs to the file's entry.
+// byte, entry address, trailer) belongs to the file's entry. Without a file
+// count, a non-zero continuation byte followed by another header instead of
+// a pilot means the next file follows at once: it is an entry of its own,
+// read with the pilot of the chain's first file.
 //
 // The variables are read from the last CBM ROM data block before the file
 // (the boot code): the operands of its CMP #imm (pilot then sync, in the
@@ -200,6 +203,10 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
     const BitReader lsb_reader(track, nominal, BitOrder::LsbFirst);
     const std::size_t n = track.size();
     std::vector<std::size_t> skip_until(variants.size(), 0);
+    // Per byte value read in each order: the variants whose pilot it is.
+    uint32_t msb_pilots[256] = {}, lsb_pilots[256] = {};
+    for (std::size_t k = 0; k < variants.size() && k < 32; ++k)
+        (variants[k].order == BitOrder::MsbFirst ? msb_pilots : lsb_pilots)[variants[k].pilot] |= 1u << k;
     unsigned msb = 0, lsb = 0, valid = 0;
     std::size_t run_start = from;
     for (std::size_t q = from; q < n; ++q) {
@@ -213,10 +220,11 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
         lsb = (lsb >> 1) | (unsigned(b) << 7);
         if (++valid < 8)
             continue;
-        for (std::size_t k = 0; k < variants.size(); ++k) {
+        const uint32_t candidates = msb_pilots[msb] | lsb_pilots[lsb];
+        for (std::size_t k = 0; candidates != 0 && k < variants.size() && k < 32; ++k) {
             const Variant &v = variants[k];
             const bool is_msb = v.order == BitOrder::MsbFirst;
-            if (q < skip_until[k] || (is_msb ? msb : lsb) != v.pilot)
+            if (!(candidates & (1u << k)) || q < skip_until[k])
                 continue;
             const BitReader &reader = is_msb ? msb_reader : lsb_reader;
             const std::size_t aligned = q - 7;
@@ -256,30 +264,33 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
     return false;
 }
 
-bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
+// Start and end address at `at`, when they make a file (end after start).
+bool header_at(const BitReader &reader, std::size_t at, uint16_t &start, uint16_t &end)
 {
-    const PulseTrack &track = *ctx.pulses;
-    const BootParams &params = boot_params(*ctx.entries);
-    Found found;
-    if (!find_pilot(track, index, params.variants, found, retry))
-        return false;
-    retry = found.pilot.end;  // whatever follows, this pilot leads nowhere else
-    const Variant v = found.variant;
-    const Format format = format_of(v.order);
-    const BitReader reader(track, found.pilot.threshold, v.order);
-
-    const std::size_t header_at = found.pilot.end + 8;
     std::vector<uint8_t> header;
-    if (!reader.bytes(header_at, HEADER_BYTES, header))
+    if (!reader.bytes(at, HEADER_BYTES, header))
         return false;
-    const uint16_t start = uint16_t(header[0] | header[1] << 8);
-    const uint16_t end = uint16_t(header[2] | header[3] << 8);
-    if (end <= start)
+    start = uint16_t(header[0] | header[1] << 8);
+    end = uint16_t(header[2] | header[3] << 8);
+    return end > start;
+}
+
+// Reads the file whose header is at `at` (its pilot, if any, from `first`)
+// into the entry. When the chain may carry continuation bytes (no file
+// count known), a non-zero one followed by another header instead of a
+// pilot ends the entry, and the next file starts right after it.
+bool read_file(const ScanContext &ctx, const Found &found, const BootParams &params, std::size_t first,
+               std::size_t at, TapeEntry &entry)
+{
+    const Variant v = found.variant;
+    const BitReader reader(*ctx.pulses, found.pilot.threshold, v.order);
+    uint16_t start = 0, end = 0;
+    if (!header_at(reader, at, start, end))
         return false;
 
     Block block;
-    block.first = found.pilot.start;
-    block.inner_start = header_at + 8 * HEADER_BYTES;
+    block.first = first;
+    block.inner_start = at + 8 * HEADER_BYTES;
     block.threshold = found.pilot.threshold;
     block.means = found.pilot.means;
     // A file cut short (silence, end of tape) keeps the bytes read.
@@ -293,7 +304,15 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
         p += 8;
     }
     block.inner_end = p;
-    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q, v.pilot); });
+    uint8_t continuation = 0;
+    uint16_t next_start = 0, next_end = 0;
+    if (payload.size() == wanted && params.file_count < 0 && reader.byte(p, continuation) && continuation != 0 &&
+        !pilot_at(reader, p + 8, v.pilot) && header_at(reader, p + 8, next_start, next_end)) {
+        block.end = p + 8;
+        entry.block_type = continuation;
+    } else {
+        block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q, v.pilot); });
+    }
     if (block.end <= block.inner_start)
         block.end = block.inner_start + 1;  // the header's last pulse at least
 
@@ -303,8 +322,37 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.crc32 = crc32_of(payload);
     if (!payload.empty())
         entry.loaded.push_back({start, payload});
-    fill_entry(ctx, format, block, entry);
+    fill_entry(ctx, format_of(v.order), block, entry);
     return true;
+}
+
+bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
+{
+    const PulseTrack &track = *ctx.pulses;
+    const BootParams &params = boot_params(*ctx.entries);
+    Found found;
+    // Right after a file that ended with a continuation byte: the next file
+    // of the chain, read as its pilot told.
+    // (entry.block_type holds a continuation byte that another file follows.)
+    const std::vector<TapeEntry> &entries = *ctx.entries;
+    auto continues_into = [&](std::size_t k, std::size_t next) {
+        const TapeEntry &e = entries[k];
+        return e.type == BURNER_TYPE && e.block_type > 0 && e.first_pulse + e.pulse_count == next;
+    };
+    if (!entries.empty() && continues_into(entries.size() - 1, index)) {
+        std::size_t k = entries.size() - 1;  // back to the chain's file with a pilot
+        while (k > 0 && continues_into(k - 1, entries[k].first_pulse))
+            --k;
+        std::size_t ignored = 0;
+        if (find_pilot(track, entries[k].first_pulse, params.variants, found, ignored) &&
+            found.pilot.start == entries[k].first_pulse && read_file(ctx, found, params, index, index, entry))
+            return true;
+        entry = TapeEntry();
+    }
+    if (!find_pilot(track, index, params.variants, found, retry))
+        return false;
+    retry = found.pilot.end;  // whatever follows, this pilot leads nowhere else
+    return read_file(ctx, found, params, found.pilot.start, found.pilot.end + 8, entry);
 }
 
 // --- Encoding ----------------------------------------------------------------
