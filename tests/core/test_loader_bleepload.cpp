@@ -133,10 +133,12 @@ TEST(BleeploadLoader, EveryBlockIsAnEntryWhateverItsPilotByte)
         EXPECT_EQ(e->inner_end_pulse, e->inner_start_pulse + 8 * (c[i].data.size() + 1));
     }
     EXPECT_EQ(unrecognised(s), 0u);
-    // The pages join into one program at $0801.
-    const std::vector<Bytes> prgs = loaded_programs(s, found[0]->scanner);
-    ASSERT_EQ(prgs.size(), 1u);
-    EXPECT_EQ(prgs[0].size(), 2u + 64 + 5 * 256);
+    // The pages make one run at $0801, carried by the last block.
+    for (std::size_t i = 0; i + 1 < c.size(); ++i)
+        EXPECT_TRUE(found[i]->loaded.empty()) << i;
+    ASSERT_EQ(found.back()->loaded.size(), 1u);
+    EXPECT_EQ(found.back()->loaded[0].load, 0x0801);
+    EXPECT_EQ(found.back()->loaded[0].bytes.size(), 64u + 5 * 256);
 }
 
 TEST(BleeploadLoader, ShortAndLongPilotsBackToBackBlocksAndNoBootFile)
@@ -207,12 +209,19 @@ TEST(BleeploadLoader, FillerAndChecksumCoverage)
     EXPECT_FALSE(found[3]->checkbyte_pass);
     EXPECT_EQ(found[3]->checkbyte_computed, turbo::xor_of(c[3].data.data(), c[3].data.size()));
     EXPECT_TRUE(found[4]->checkbyte_pass);
-    // Fillers load nothing: every block gives its whole page.
-    for (std::size_t i = 0; i < c.size(); ++i) {
-        ASSERT_EQ(found[i]->loaded.size(), 1u);
-        EXPECT_EQ(found[i]->loaded[0].bytes, c[i].data);
-        EXPECT_EQ(found[i]->loaded[0].load, c[i].load);
-    }
+    // Fillers load nothing. The failing block closes the run of the blocks
+    // before it (its PRG file is the bad one); the last block carries the rest.
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_TRUE(found[i]->loaded.empty()) << i;
+    ASSERT_EQ(found[3]->loaded.size(), 1u);
+    EXPECT_EQ(found[3]->loaded[0].load, 0x0801);
+    Bytes first_four;
+    for (std::size_t i = 0; i < 4; ++i)
+        first_four.insert(first_four.end(), c[i].data.begin(), c[i].data.end());
+    EXPECT_EQ(found[3]->loaded[0].bytes, first_four);
+    ASSERT_EQ(found[4]->loaded.size(), 1u);
+    EXPECT_EQ(found[4]->loaded[0].load, c[4].load);
+    EXPECT_EQ(found[4]->loaded[0].bytes, c[4].data);
     EXPECT_FALSE(scan_totals(s).checksum_pass());
 }
 
@@ -229,8 +238,12 @@ TEST(BleeploadLoader, TheUsedMarkTrimsTheLastBlock)
     const auto found = blocks(s);
     ASSERT_EQ(found.size(), 2u);
     EXPECT_EQ(found[1]->payload.size(), 256u);
+    EXPECT_TRUE(found[0]->loaded.empty());
     ASSERT_EQ(found[1]->loaded.size(), 1u);
-    EXPECT_EQ(found[1]->loaded[0].bytes, Bytes(c[1].data.begin(), c[1].data.begin() + 10));
+    Bytes want = c[0].data;
+    want.insert(want.end(), c[1].data.begin(), c[1].data.begin() + 10);
+    EXPECT_EQ(found[1]->loaded[0].load, 0x0801);
+    EXPECT_EQ(found[1]->loaded[0].bytes, want);
 }
 
 TEST(BleeploadLoader, ABlockCutShortBySilenceFails)

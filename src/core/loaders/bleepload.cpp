@@ -26,6 +26,12 @@
 // fewer bytes of the program: N = 3 and the filler $BB, count, count EOR
 // $FF; such a block loads only its first `count` bytes into the PRG files.
 // Without the mark a block loads all its bytes.
+//
+// So that a program split into blocks makes one PRG file, the blocks that
+// load one after the other form one run, carried by the block that closes
+// it: the last before a block loading elsewhere (or none), a marked block,
+// or one whose checksum failed (its PRG file then says so; the rest of the
+// stretch starts a new run). The blocks before it carry no run.
 #include "core/loaders/all.h"
 #include "core/loaders/turbo.h"
 
@@ -127,6 +133,46 @@ bool pilot_at(const BitReader &reader, std::size_t q, uint8_t announced)
     return true;
 }
 
+// The load address of the block that follows from `q` on (after pauses
+// only), or a value no address has.
+uint32_t next_load(const PulseTrack &track, std::size_t q)
+{
+    constexpr uint32_t NONE = 0x10000;
+    while (q < track.size() && track.is_silence(q))
+        ++q;
+    PilotAt pilot;
+    std::size_t ignored = 0;
+    if (q >= track.size() || !find_pilot(track, q, pilot, ignored))
+        return NONE;
+    const BitReader reader(track, pilot.threshold, FORMAT.order);
+    std::vector<uint8_t> header;
+    if (!reader.bytes(pilot.header, HEADER_BYTES, header))
+        return NONE;
+    return uint32_t(header[2] | header[3] << 8);
+}
+
+// The bytes of the blocks just before that the block loading at `load`
+// continues: blocks that carry no run of their own (the next block went on
+// where they stopped), separated by pauses only.
+std::vector<uint8_t> run_before(const std::vector<TapeEntry> &entries, uint16_t load)
+{
+    std::vector<const TapeEntry *> blocks;
+    uint16_t expected = load;
+    for (std::size_t k = entries.size(); k-- > 0;) {
+        const TapeEntry &e = entries[k];
+        if (e.kind == EntryKind::Pause)
+            continue;
+        if (e.type != BLEEPLOAD_TYPE || !e.loaded.empty() || uint16_t(e.load_address + e.payload.size()) != expected)
+            break;
+        blocks.push_back(&e);
+        expected = e.load_address;
+    }
+    std::vector<uint8_t> run;
+    for (std::size_t k = blocks.size(); k-- > 0;)
+        run.insert(run.end(), blocks[k]->payload.begin(), blocks[k]->payload.end());
+    return run;
+}
+
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
     const PulseTrack &track = *ctx.pulses;
@@ -190,11 +236,17 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.has_crc = true;
     entry.crc32 = crc32_of(data);
     std::size_t used = data.size();
-    if (filler.size() == USED_MARK_BYTES && filler[0] == USED_MARK && filler[2] == uint8_t(filler[1] ^ 0xFF) &&
-        filler[1] != 0 && filler[1] < used)
+    const bool marked = filler.size() == USED_MARK_BYTES && filler[0] == USED_MARK &&
+                        filler[2] == uint8_t(filler[1] ^ 0xFF) && filler[1] != 0 && filler[1] < used;
+    if (marked)
         used = filler[1];
-    if (used != 0)
-        entry.loaded.push_back({load, std::vector<uint8_t>(data.begin(), data.begin() + long(used))});
+    const bool closes = marked || !entry.checkbyte_pass || next_load(track, block.end) != uint32_t(load + used);
+    if (closes) {
+        std::vector<uint8_t> run = run_before(*ctx.entries, load);
+        run.insert(run.end(), data.begin(), data.begin() + long(used));
+        if (!run.empty())
+            entry.loaded.push_back({uint16_t(load - (run.size() - used)), std::move(run)});
+    }
     fill_entry(ctx, FORMAT, block, entry);
     return true;
 }
