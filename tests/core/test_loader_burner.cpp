@@ -286,3 +286,21 @@ TEST(BurnerLoader, AFileRightAfterAContinuationByteNeedsNoPilot)
     ASSERT_EQ(one.size(), 1u);
     expect_file(one[0], a);
 }
+
+TEST(BurnerLoader, AnotherLoadersBootCodeLendsNoPilot)
+{
+    // Compares with $5C/$3A, but a timer of 360 cycles: not Burner's code.
+    const File a = file(0x0801, 200, 20);
+    BootCodeSpec spec;
+    spec.threshold_cycles = 360;
+    spec.compares = {0x5C, 0x3A};
+    Bytes tap = turbo::tape_with_boot_file(make_boot_program(spec), "OTHER", turbo::TapeOptions());
+    append_file(tap, MSB, 0x5C, 60, 0x3A, a);
+    append_pause(tap);
+    append_file(tap, MSB, 0xE3, 60, 0xED, a);  // a known pair still reads
+    const TapeScan s = scan(tap);
+    const auto files = burner_entries(s);
+    ASSERT_EQ(files.size(), 1u);
+    expect_file(files[0], a);
+    EXPECT_EQ(unrecognised(s), 1u);
+}

@@ -19,7 +19,8 @@
 // (the boot code): the operands of its CMP #imm (pilot then sync, in the
 // order the loop compares them), the rotate that shifts the bit read from
 // the timer into the byte (ROL: most significant bit first, ROR: least),
-// and a file counter (LDA #n / STA zp, later DEC zp / BNE). A tape piece
+// and a file counter (LDA #n / STA zp, later DEC zp / BNE); not when the
+// code sets another loader's timer threshold. A tape piece
 // without its boot file, or one whose code says nothing readable, is read
 // with the known pilot/sync pairs in both bit orders; the sync byte after
 // the pilot decides between them.
@@ -29,6 +30,7 @@
 #include "core/cbmscan.h"
 
 #include <algorithm>
+#include <iterator>
 
 const char BURNER_TYPE[] = "BURNER";
 
@@ -126,7 +128,10 @@ BootParams read_params(const uint8_t *code, std::size_t size)
                 params.variants.push_back({pilot, sync, o});
         }
     };
-    if (code != nullptr) {
+    // Code that sets another loader's threshold and not this one's is no
+    // Burner boot file: its compares would only make false pilots.
+    const BootFacts facts = read_boot_code(code, size);
+    if (code != nullptr && (facts.thresholds.empty() || facts.has_threshold_near(THRESHOLD_CYCLES))) {
         // Pilot and sync: two compares in a row of the loop; a pilot is
         // neither all zeros nor all ones (those carry no byte boundary).
         std::vector<uint8_t> compares;
