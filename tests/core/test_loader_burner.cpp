@@ -304,3 +304,34 @@ TEST(BurnerLoader, AnotherLoadersBootCodeLendsNoPilot)
     expect_file(files[0], a);
     EXPECT_EQ(unrecognised(s), 1u);
 }
+
+TEST(BurnerLoader, BootCodeInTheHeadersSpareBytesCounts)
+{
+    // The header carries the loop (compares $5C/$3A, ROR); the data block is
+    // a BASIC line with no code.
+    BootCodeSpec spec;
+    spec.threshold_cycles = 384;
+    spec.lsb_first = true;
+    spec.compares = {0x5C, 0x3A};
+    const Bytes code = make_boot_program(spec);
+    Bytes header = cbm_header_payload(CBM_HEADER_ABSOLUTE, 0x0801, 0x080E, "GAME");
+    std::copy(code.begin() + 16, code.end(), header.begin() + 21);
+    const Bytes data(code.begin() + 2, code.begin() + 16);
+    Bytes tap = bare_tape();
+    const CbmPulseSet pulses;
+    cbm_append_copy(tap, header.data(), header.size(), false, 27136, pulses);
+    cbm_append_copy(tap, header.data(), header.size(), true, 79, pulses);
+    cbm_append_pulses(tap, pulses.s, 78);
+    tap_append_pause(tap, 328088, 1);
+    cbm_append_copy(tap, data.data(), data.size(), false, 5376, pulses);
+    cbm_append_copy(tap, data.data(), data.size(), true, 79, pulses);
+    cbm_append_pulses(tap, pulses.s, 78);
+    append_pause(tap);
+    const File a = file(0x4000, 333, 21);
+    append_file(tap, LSB, 0x5C, 40, 0x3A, a);
+    const TapeScan s = scan(tap);
+    expect_covering(s);
+    const auto files = burner_entries(s);
+    ASSERT_EQ(files.size(), 1u);
+    expect_file(files[0], a);
+}

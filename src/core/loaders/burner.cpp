@@ -16,7 +16,7 @@
 // read with the pilot of the chain's first file.
 //
 // The variables are read from the last CBM ROM data block before the file
-// (the boot code): the operands of its CMP #imm (pilot then sync, in the
+// and its header (the boot code): the operands of its CMP #imm (pilot then sync, in the
 // order the loop compares them), the rotate that shifts the bit read from
 // the timer into the byte (ROL: most significant bit first, ROR: least),
 // and a file counter (LDA #n / STA zp, later DEC zp / BNE); not when the
@@ -153,30 +153,43 @@ BootParams read_params(const uint8_t *code, std::size_t size)
     return params;
 }
 
-// The parameters of the boot file before the file being recognised, read
-// once per boot file.
+// The parameters of the boot file before the file being recognised: the
+// code of the last CBM ROM data block, and of the header before it (boot
+// code often sits in the header's spare bytes). Read once per boot file.
 const BootParams &boot_params(const std::vector<TapeEntry> &entries)
 {
     struct Cache {
         bool valid = false;
         const uint8_t *data = nullptr;
         std::size_t size = 0;
-        uint32_t crc = 0;
+        uint32_t crc = 0, header_crc = 0;
         BootParams params;
     };
     static thread_local Cache cache;
-    const TapeEntry *boot = nullptr;
-    for (std::size_t k = entries.size(); k-- > 0 && boot == nullptr;)
+    const TapeEntry *boot = nullptr, *header = nullptr;
+    std::size_t k = entries.size();
+    while (k-- > 0 && boot == nullptr)
         if (entries[k].scanner == &cbm_rom_scanner && entries[k].type == CBM_TYPE_DATA)
             boot = &entries[k];
+    while (boot != nullptr && k-- > 0 && header == nullptr)
+        if (entries[k].scanner == &cbm_rom_scanner && entries[k].type == CBM_TYPE_HEADER)
+            header = &entries[k];
     const uint8_t *data = boot != nullptr ? boot->payload.data() : nullptr;
     const std::size_t size = boot != nullptr ? boot->payload.size() : 0;
     const uint32_t crc = boot != nullptr ? boot->crc32 : 0;
-    if (!cache.valid || cache.data != data || cache.size != size || cache.crc != crc) {
-        cache.params = read_params(size != 0 ? data : nullptr, size);
+    const uint32_t header_crc = header != nullptr ? header->crc32 : 0;
+    if (!cache.valid || cache.data != data || cache.size != size || cache.crc != crc ||
+        cache.header_crc != header_crc) {
+        std::vector<uint8_t> code;
+        if (header != nullptr)
+            code = header->payload;
+        if (boot != nullptr)
+            code.insert(code.end(), boot->payload.begin(), boot->payload.end());
+        cache.params = read_params(code.empty() ? nullptr : code.data(), code.size());
         cache.data = data;
         cache.size = size;
         cache.crc = crc;
+        cache.header_crc = header_crc;
         cache.valid = true;
     }
     return cache.params;
