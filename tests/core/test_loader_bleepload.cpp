@@ -17,7 +17,7 @@ const turbo::Format FORMAT{562, 0x30, 0x5A, turbo::BitOrder::MsbFirst};
 
 enum class Sum { Data, FromNextPilot, ThroughFiller, Wrong };
 
-struct BlockSpec {
+struct BlockPlan {
     uint8_t pilot = 0x0F;
     std::size_t pilot_bytes = 10;
     uint8_t next = 0x3C;
@@ -35,7 +35,7 @@ Bytes page(std::size_t size, uint32_t seed)
     return Bytes(p.bytes.begin() + 2, p.bytes.end());
 }
 
-void append_block(Bytes &tap, const BlockSpec &b)
+void append_block(Bytes &tap, const BlockPlan &b)
 {
     turbo::Writer w(tap, FORMAT);
     w.repeat_byte(b.pilot, b.pilot_bytes);
@@ -61,10 +61,10 @@ void append_pause(Bytes &tap) { tap_append_pause(tap, 200000, 1); }
 
 Bytes boot_tape()
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = 562;
-    spec.compares = {0x0F, 0xF0};
-    return turbo::tape_with_boot_file(make_boot_program(spec), "FIREBIRD", turbo::TapeOptions());
+    BootCodeSpec loop;
+    loop.threshold_cycles = 562;
+    loop.compares = {0x0F, 0xF0};
+    return turbo::tape_with_boot_file(make_boot_program(loop), "FIREBIRD", turbo::TapeOptions());
 }
 
 TapeScan scan(Bytes &tap)
@@ -87,13 +87,13 @@ unsigned unrecognised(const TapeScan &s)
 }
 
 // A chain of blocks: block 0 at $0801 (64 bytes), then `pages` pages.
-std::vector<BlockSpec> chain(std::size_t pages)
+std::vector<BlockPlan> chain(std::size_t pages)
 {
     const uint8_t pilots[] = {0x0F, 0x55, 0xE1, 0x3C, 0x81, 0x7E, 0x0F, 0x9A};
-    std::vector<BlockSpec> out;
+    std::vector<BlockPlan> out;
     uint16_t load = 0x0801;
     for (std::size_t i = 0; i <= pages; ++i) {
-        BlockSpec b;
+        BlockPlan b;
         b.pilot = pilots[i % 8];
         b.next = pilots[(i + 1) % 8];
         b.number = uint8_t(i);
@@ -109,9 +109,9 @@ std::vector<BlockSpec> chain(std::size_t pages)
 
 TEST(BleeploadLoader, EveryBlockIsAnEntryWhateverItsPilotByte)
 {
-    const std::vector<BlockSpec> c = chain(5);
+    const std::vector<BlockPlan> c = chain(5);
     Bytes tap = boot_tape();
-    for (const BlockSpec &b : c) {
+    for (const BlockPlan &b : c) {
         append_block(tap, b);
         append_pause(tap);
     }
@@ -143,11 +143,11 @@ TEST(BleeploadLoader, EveryBlockIsAnEntryWhateverItsPilotByte)
 
 TEST(BleeploadLoader, ShortAndLongPilotsBackToBackBlocksAndNoBootFile)
 {
-    std::vector<BlockSpec> c = chain(3);
+    std::vector<BlockPlan> c = chain(3);
     c[0].pilot_bytes = 6;    // the first bytes lost after the pause
     c[1].pilot_bytes = 200;  // a long one
     Bytes tap = tap_file_header(1, false, false, 0);
-    for (const BlockSpec &b : c) {
+    for (const BlockPlan &b : c) {
         append_block(tap, b);
         turbo::Writer(tap, FORMAT).zeros(20);  // no pause: a trailer, then the next pilot
     }
@@ -168,7 +168,7 @@ TEST(BleeploadLoader, ShortAndLongPilotsBackToBackBlocksAndNoBootFile)
 
 TEST(BleeploadLoader, AMissingBlockLeavesTheOthersReadable)
 {
-    std::vector<BlockSpec> c = chain(3);
+    std::vector<BlockPlan> c = chain(3);
     Bytes tap = boot_tape();
     for (std::size_t i = 0; i < c.size(); ++i) {
         if (i == 1)
@@ -187,7 +187,7 @@ TEST(BleeploadLoader, AMissingBlockLeavesTheOthersReadable)
 
 TEST(BleeploadLoader, FillerAndChecksumCoverage)
 {
-    std::vector<BlockSpec> c = chain(4);
+    std::vector<BlockPlan> c = chain(4);
     c[1].filler = {1, 2, 3, 4, 5};
     c[1].sum = Sum::FromNextPilot;
     c[2].filler = {9, 9};
@@ -195,7 +195,7 @@ TEST(BleeploadLoader, FillerAndChecksumCoverage)
     c[3].filler = {7};
     c[3].sum = Sum::Wrong;
     Bytes tap = boot_tape();
-    for (const BlockSpec &b : c) {
+    for (const BlockPlan &b : c) {
         append_block(tap, b);
         append_pause(tap);
     }
@@ -227,10 +227,10 @@ TEST(BleeploadLoader, FillerAndChecksumCoverage)
 
 TEST(BleeploadLoader, TheUsedMarkTrimsTheLastBlock)
 {
-    std::vector<BlockSpec> c = chain(1);
+    std::vector<BlockPlan> c = chain(1);
     c[1].filler = {0xBB, 10, 0xF5};
     Bytes tap = boot_tape();
-    for (const BlockSpec &b : c) {
+    for (const BlockPlan &b : c) {
         append_block(tap, b);
         append_pause(tap);
     }
@@ -248,7 +248,7 @@ TEST(BleeploadLoader, TheUsedMarkTrimsTheLastBlock)
 
 TEST(BleeploadLoader, ABlockCutShortBySilenceFails)
 {
-    std::vector<BlockSpec> c = chain(2);
+    std::vector<BlockPlan> c = chain(2);
     Bytes tap = boot_tape();
     append_block(tap, c[0]);
     append_pause(tap);
@@ -271,7 +271,7 @@ TEST(BleeploadLoader, ABlockCutShortBySilenceFails)
 
 TEST(BleeploadLoader, PilotsThatLeadNowhereAreNotBlocks)
 {
-    std::vector<BlockSpec> c = chain(0);
+    std::vector<BlockPlan> c = chain(0);
     Bytes tap = boot_tape();
     c[0].pilot_bytes = 4;  // too short
     append_block(tap, c[0]);
@@ -289,11 +289,11 @@ TEST(BleeploadLoader, PilotsThatLeadNowhereAreNotBlocks)
 
 TEST(BleeploadLoader, IdentifiedByItsThreshold)
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = 562;
-    const Bytes code = make_boot_program(spec);
+    BootCodeSpec loop;
+    loop.threshold_cycles = 562;
+    const Bytes code = make_boot_program(loop);
     EXPECT_TRUE(LOADER_BLEEPLOAD.identify(read_boot_code(code.data(), code.size())));
-    spec.threshold_cycles = 384;
-    const Bytes other = make_boot_program(spec);
+    loop.threshold_cycles = 384;
+    const Bytes other = make_boot_program(loop);
     EXPECT_FALSE(LOADER_BLEEPLOAD.identify(read_boot_code(other.data(), other.size())));
 }

@@ -33,13 +33,13 @@ Bytes bare_tape() { return tap_file_header(1, false, false, 0); }
 
 Bytes tape_with_boot(uint8_t pilot, uint8_t sync, bool lsb_first, std::vector<uint8_t> parameters = {})
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = 384;
-    spec.one_shot = true;
-    spec.lsb_first = lsb_first;
-    spec.compares = {pilot, sync};
-    spec.parameters = std::move(parameters);
-    return turbo::tape_with_boot_file(make_boot_program(spec), "LOADER", turbo::TapeOptions());
+    BootCodeSpec loop;
+    loop.threshold_cycles = 384;
+    loop.one_shot = true;
+    loop.lsb_first = lsb_first;
+    loop.compares = {pilot, sync};
+    loop.parameters = std::move(parameters);
+    return turbo::tape_with_boot_file(make_boot_program(loop), "LOADER", turbo::TapeOptions());
 }
 
 void append_file(Bytes &tap, const turbo::Format &format, uint8_t pilot, std::size_t pilot_bytes, uint8_t sync,
@@ -235,17 +235,17 @@ TEST(BurnerLoader, PilotsThatLeadNowhereAreNotFiles)
 
 TEST(BurnerLoader, IdentifiedByThresholdAndAKnownPair)
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = 384;
-    spec.compares = {0x96, 0xAD};
-    const Bytes code = make_boot_program(spec);
+    BootCodeSpec loop;
+    loop.threshold_cycles = 384;
+    loop.compares = {0x96, 0xAD};
+    const Bytes code = make_boot_program(loop);
     EXPECT_TRUE(LOADER_BURNER.identify(read_boot_code(code.data(), code.size())));
-    spec.threshold_cycles = 263;
-    const Bytes slow = make_boot_program(spec);
+    loop.threshold_cycles = 263;
+    const Bytes slow = make_boot_program(loop);
     EXPECT_FALSE(LOADER_BURNER.identify(read_boot_code(slow.data(), slow.size())));
-    spec.threshold_cycles = 384;
-    spec.compares = {0x96, 0x12};
-    const Bytes other = make_boot_program(spec);
+    loop.threshold_cycles = 384;
+    loop.compares = {0x96, 0x12};
+    const Bytes other = make_boot_program(loop);
     EXPECT_FALSE(LOADER_BURNER.identify(read_boot_code(other.data(), other.size())));
 }
 
@@ -291,10 +291,10 @@ TEST(BurnerLoader, AnotherLoadersBootCodeLendsNoPilot)
 {
     // Compares with $5C/$3A, but a timer of 360 cycles: not Burner's code.
     const File a = file(0x0801, 200, 20);
-    BootCodeSpec spec;
-    spec.threshold_cycles = 360;
-    spec.compares = {0x5C, 0x3A};
-    Bytes tap = turbo::tape_with_boot_file(make_boot_program(spec), "OTHER", turbo::TapeOptions());
+    BootCodeSpec loop;
+    loop.threshold_cycles = 360;
+    loop.compares = {0x5C, 0x3A};
+    Bytes tap = turbo::tape_with_boot_file(make_boot_program(loop), "OTHER", turbo::TapeOptions());
     append_file(tap, MSB, 0x5C, 60, 0x3A, a);
     append_pause(tap);
     append_file(tap, MSB, 0xE3, 60, 0xED, a);  // a known pair still reads
@@ -309,11 +309,11 @@ TEST(BurnerLoader, BootCodeInTheHeadersSpareBytesCounts)
 {
     // The header carries the loop (compares $5C/$3A, ROR); the data block is
     // a BASIC line with no code.
-    BootCodeSpec spec;
-    spec.threshold_cycles = 384;
-    spec.lsb_first = true;
-    spec.compares = {0x5C, 0x3A};
-    const Bytes code = make_boot_program(spec);
+    BootCodeSpec loop;
+    loop.threshold_cycles = 384;
+    loop.lsb_first = true;
+    loop.compares = {0x5C, 0x3A};
+    const Bytes code = make_boot_program(loop);
     Bytes header = cbm_header_payload(CBM_HEADER_ABSOLUTE, 0x0801, 0x080E, "GAME");
     std::copy(code.begin() + 16, code.end(), header.begin() + 21);
     const Bytes data(code.begin() + 2, code.begin() + 16);

@@ -280,11 +280,11 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
     error = programs_problem(prgs);
     if (!error.empty())
         return {};
-    BootCodeSpec spec;
-    spec.threshold_cycles = FORMAT.threshold_cycles;
-    spec.one_shot = true;
-    spec.compares = {FIRST_PILOT, uint8_t(FIRST_PILOT ^ 0xFF)};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(spec), "BLEEPLOAD", options);
+    BootCodeSpec loop;
+    loop.threshold_cycles = FORMAT.threshold_cycles;
+    loop.one_shot = true;
+    loop.compares = {FIRST_PILOT, uint8_t(FIRST_PILOT ^ 0xFF)};
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(loop), "BLEEPLOAD", options);
     TapeOptions between = options;
     between.pause_seconds = BLOCK_PAUSE_SECONDS;
 

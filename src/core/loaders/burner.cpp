@@ -377,16 +377,16 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 
 constexpr Variant WRITTEN = KNOWN[0];
 
-BootCodeSpec boot_spec(std::size_t files)
+BootCodeSpec boot_loop(std::size_t files)
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = THRESHOLD_CYCLES;
-    spec.one_shot = true;
-    spec.lsb_first = WRITTEN.order == BitOrder::LsbFirst;
-    spec.compares = {WRITTEN.pilot, WRITTEN.sync};
+    BootCodeSpec loop;
+    loop.threshold_cycles = THRESHOLD_CYCLES;
+    loop.one_shot = true;
+    loop.lsb_first = WRITTEN.order == BitOrder::LsbFirst;
+    loop.compares = {WRITTEN.pilot, WRITTEN.sync};
     // The file loop: LDA #files / STA $02, then DEC $02 / BNE after each file.
-    spec.parameters = {LDA_IMM, uint8_t(files), STA_ZP, 0x02, DEC_ZP, 0x02, BNE, 0xFC, 0x60};
-    return spec;
+    loop.parameters = {LDA_IMM, uint8_t(files), STA_ZP, 0x02, DEC_ZP, 0x02, BNE, 0xFC, 0x60};
+    return loop;
 }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
@@ -405,7 +405,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
             return {};
         }
     }
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_spec(prgs.size())), "BURNER", options);
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_loop(prgs.size())), "BURNER", options);
     const Format format = format_of(WRITTEN.order);
     for (std::size_t i = 0; i < prgs.size(); ++i) {
         const PrgInput &prg = prgs[i];
