@@ -8,6 +8,8 @@ extern const TurboLoader LOADER_NOVALOAD;
 extern const TurboLoader LOADER_OCEAN;
 extern const TurboLoader LOADER_FREELOAD;
 extern const TurboLoader LOADER_USGOLD;
+extern const TurboLoader LOADER_BURNER;
+extern const TurboLoader LOADER_BLEEPLOAD;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -22,3 +24,5 @@ extern const char OCEAN_TYPE[];              // "OCEAN"
 bool novaload_file_at(const turbo::BitReader &reader, std::size_t p);
 extern const char FREELOAD_TYPE[];          // "FREELOAD"
 extern const char USGOLD_TYPE[];            // "US GOLD"
+extern const char BURNER_TYPE[];            // "BURNER"
+extern const char BLEEPLOAD_TYPE[];         // "BLEEPLOAD"

@@ -8,7 +8,7 @@ namespace {
 constexpr uint8_t LDA_IMM = 0xA9, LDX_IMM = 0xA2, LDY_IMM = 0xA0;
 constexpr uint8_t STA_ABS = 0x8D, STX_ABS = 0x8E, STY_ABS = 0x8C;
 constexpr uint8_t LDA_ABS = 0xAD, EOR_IMM = 0x49, LSR_A = 0x4A, CMP_IMM = 0xC9;
-constexpr uint8_t SEI = 0x78, RTS = 0x60, ROL_ZP = 0x26, BNE = 0xD0;
+constexpr uint8_t SEI = 0x78, RTS = 0x60, ROL_ZP = 0x26, ROR_ZP = 0x66, BNE = 0xD0;
 
 // The store that goes with a load-immediate opcode.
 uint8_t store_for(uint8_t load)
@@ -96,10 +96,11 @@ std::vector<uint8_t> boot_code(const BootCodeSpec &spec)
                               LDA_IMM, uint8_t(latch >> 8), STA_ABS, 0x05, 0xDD,
                               LDA_IMM, uint8_t(spec.one_shot ? 0x19 : 0x11), STA_ABS, 0x0F, 0xDD};
     // The bit read: timer state into the carry, rotated into a byte.
+    const uint8_t rotate = spec.lsb_first ? ROR_ZP : ROL_ZP;
     if (spec.one_shot)
-        c.insert(c.end(), {LDA_ABS, 0x0D, 0xDD, LSR_A, LSR_A, ROL_ZP, 0xA9});
+        c.insert(c.end(), {LDA_ABS, 0x0D, 0xDD, LSR_A, LSR_A, rotate, 0xA9});
     else
-        c.insert(c.end(), {LDA_ABS, 0x07, 0xDD, EOR_IMM, 0x02, LSR_A, LSR_A, ROL_ZP, 0xA9});
+        c.insert(c.end(), {LDA_ABS, 0x07, 0xDD, EOR_IMM, 0x02, LSR_A, LSR_A, rotate, 0xA9});
     for (const uint8_t value : spec.compares)
         c.insert(c.end(), {0xA5, 0xA9, CMP_IMM, value, BNE, 0xF0});
     c.push_back(RTS);

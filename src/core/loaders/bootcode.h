@@ -30,6 +30,7 @@ BootFacts read_boot_code(const uint8_t *code, std::size_t size);
 struct BootCodeSpec {
     unsigned threshold_cycles = 0;
     bool one_shot = true;              // one-shot timer idiom, else continuous
+    bool lsb_first = false;            // bits rotated in from the top (ROR), else from the bottom (ROL)
     std::vector<uint8_t> compares;     // bytes the loop compares with (pilot, sync...)
     std::vector<uint8_t> parameters;   // loader parameters kept after the code
 };

@@ -76,6 +76,14 @@ double calibrated_threshold(const ClassMeans &means, const Format &format)
     return (means.zero + means.one) / 2;
 }
 
+bool plausible_speed(const ClassMeans &means, const Format &format, double slack)
+{
+    auto near = [slack](double measured, double ideal) {
+        return measured >= ideal * (1 - slack) && measured <= ideal * (1 + slack);
+    };
+    return (means.zeros == 0 || near(means.zero, format.ideal0)) && (means.ones == 0 || near(means.one, format.ideal1));
+}
+
 // --- Pilots ----------------------------------------------------------------
 
 bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,

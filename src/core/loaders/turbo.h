@@ -78,6 +78,12 @@ ClassMeans class_means(const PulseTrack &track, std::size_t first, std::size_t e
 // to ideal 0 applied to the measured 0 pulses.
 double calibrated_threshold(const ClassMeans &means, const Format &format);
 
+// True when the measured means lie within `slack` (a fraction) of the
+// format's ideal values: the pilot is of this format, read at a plausible
+// speed, and not another format's pilot whose pulses happen to straddle
+// this threshold. A class not measured is not checked.
+bool plausible_speed(const ClassMeans &means, const Format &format, double slack = 0.18);
+
 // --- Pilots ---------------------------------------------------------------
 
 // A pilot of one byte value repeated, read with the format's nominal
