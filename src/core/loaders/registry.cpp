@@ -5,7 +5,7 @@
 
 const std::vector<TurboLoader> &turbo_loaders()
 {
-    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE};
+    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_C16};
     return table;
 }
 
