@@ -273,6 +273,40 @@ TEST(C16RomLoader, ADamagedByteFailsOnlyItsCopy)
     EXPECT_EQ(Bytes(got[0].begin() + 2, got[0].end()), data);
 }
 
+TEST(C16RomLoader, APulseGainedInsideABlock)
+{
+    HandTape t;
+    const Bytes data = data_bytes(400, 14);
+    save(t, "NOISE", 0x1001, data, 2000);
+    Bytes f = t.file();
+    const TapeScan clean = scan_of(f);
+    ASSERT_EQ(files(clean).size(), 4u);
+    // A long half-wave of the FIRST data copy's byte 100 split in two.
+    std::size_t q = files(clean)[2]->inner_start_pulse + 100 * 40 + 4;
+    while (f[TAP_HEADER_SIZE + q] < 40)
+        ++q;
+    const uint8_t v = f[TAP_HEADER_SIZE + q];
+    f[TAP_HEADER_SIZE + q] = uint8_t(v / 2);
+    f.insert(f.begin() + long(TAP_HEADER_SIZE + q + 1), uint8_t(v - v / 2));
+    const TapeScan s = scan_of(f);
+    expect_covering(s);
+    const auto got = files(s);
+    ASSERT_EQ(got.size(), 4u);
+    for (const TapeEntry &e : s.entries)
+        EXPECT_NE(e.kind, EntryKind::Unrecognized);
+    // The copy is read to its end: only the split byte is wrong.
+    ASSERT_EQ(got[2]->payload.size(), data.size());
+    unsigned wrong = 0;
+    for (std::size_t i = 0; i < data.size(); ++i)
+        wrong += got[2]->payload[i] != data[i];
+    EXPECT_EQ(wrong, 1u);
+    EXPECT_FALSE(got[2]->checkbyte_pass);
+    EXPECT_TRUE(got[3]->checkbyte_pass);
+    const std::vector<Bytes> prgs = loaded_programs(s, c16());
+    ASSERT_EQ(prgs.size(), 1u);
+    EXPECT_EQ(Bytes(prgs[0].begin() + 2, prgs[0].end()), data);
+}
+
 TEST(C16RomLoader, ABadParityBitIsCounted)
 {
     HandTape t;

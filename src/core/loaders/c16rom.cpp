@@ -189,13 +189,18 @@ std::size_t find_countdown(const Dipoles &d, std::size_t index, std::size_t lead
     return found;
 }
 
-// The bytes from p up to the end marker or where the byte structure stops;
-// returns the pulse after the last byte.
-std::size_t read_bytes(const Dipoles &d, std::size_t p, std::vector<uint8_t> &bytes, bool *end_marker,
-                       unsigned *parity_errors)
+// The bytes from p up to the end marker or where the byte structure stops,
+// with the first pulse of each; returns the pulse after the last byte. A
+// damaged word marker is passed over when the next one is where it should
+// be; a pulse gained or lost (noise splitting or merging waves) is passed
+// over when a clean marker follows one pulse off.
+std::size_t read_bytes(const Dipoles &d, std::size_t p, std::vector<uint8_t> &bytes, std::vector<std::size_t> &starts,
+                       bool *end_marker, unsigned *parity_errors)
 {
     *end_marker = false;
     *parity_errors = 0;
+    const std::size_t first = p;
+    auto clean_marker = [&](std::size_t q) { return d.ordinary(q, 2) && d.kind(q, 0) == W && d.kind(q, 1) == M; };
     for (;;) {
         if (!d.ordinary(p, 2))
             break;
@@ -206,13 +211,21 @@ std::size_t read_bytes(const Dipoles &d, std::size_t p, std::vector<uint8_t> &by
                 break;
             }
         } else if (!(c0 == W && c1 == M)) {
-            if (!d.ordinary(p, DIPOLES_PER_BYTE + 1) || d.kind(p, DIPOLES_PER_BYTE) != W)
-                break;
+            const bool next_in_place = d.ordinary(p, DIPOLES_PER_BYTE + 1) && d.kind(p, DIPOLES_PER_BYTE) == W;
+            if (!next_in_place) {
+                if (clean_marker(p + 1))
+                    ++p;
+                else if (p > first && clean_marker(p - 1))
+                    --p;
+                else
+                    break;
+            }
         }
         if (!d.ordinary(p, DIPOLES_PER_BYTE))
             break;
         bool parity_ok = true;
         bytes.push_back(d.byte(p, &parity_ok));
+        starts.push_back(p);
         *parity_errors += !parity_ok;
         p += DIPOLES_PER_BYTE * d.stride;
     }
@@ -353,7 +366,8 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     std::vector<uint8_t> &bytes = entry.payload;
     bool end_marker = false;
     unsigned parity_errors = 0;
-    const std::size_t after = read_bytes(d, inner, bytes, &end_marker, &parity_errors);
+    std::vector<std::size_t> starts;
+    const std::size_t after = read_bytes(d, inner, bytes, starts, &end_marker, &parity_errors);
     if (bytes.size() < 2)
         return false;
     const uint8_t checkbyte = bytes.back();
@@ -387,7 +401,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.pulse_count = end - index;
     entry.sync_pulse = sync;
     entry.inner_start_pulse = inner;
-    entry.inner_end_pulse = inner + bytes.size() * DIPOLES_PER_BYTE * stride;
+    entry.inner_end_pulse = starts.back();
     turbo::set_checkbyte(entry, checkbyte, turbo::xor_of(bytes.data(), bytes.size()));
     entry.has_crc = true;
     entry.crc32 = crc32_of(bytes);
@@ -409,7 +423,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     for (std::size_t b = 0; b < COUNTDOWN_BYTES; ++b)
         put_byte(info, sync + b * byte_pulses, stride, uint8_t(countdown - b));
     for (std::size_t b = 0; b < bytes.size(); ++b)
-        put_byte(info, inner + b * byte_pulses, stride, bytes[b]);
+        put_byte(info, starts[b], stride, bytes[b]);
     put_byte(info, entry.inner_end_pulse, stride, checkbyte);
     std::size_t q = after;
     if (end_marker) {
