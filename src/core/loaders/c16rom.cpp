@@ -24,10 +24,28 @@
 //   - one long dipole as end marker, then short dipoles (about 194).
 // Only a tape whose header names the C16 (platform 2) is scanned.
 //
-// Calibration: the leader's mean gives the short value; long and word
-// marker are the ideal ones scaled alike (real machines run about 14 %
-// fast). Pulse classes: Short, Medium and Long for the short, long and word
-// marker half-waves (full waves on versions 0 and 1).
+// Recognising a copy at a pulse:
+//   - Leader: at least 32 waves within 20 % of their running mean (half-waves
+//     measured in pairs), the first within 35 % of the ideal short wave.
+//     Its mean gives the short value; long and word marker are the ideal
+//     ones scaled alike (real machines run about 14 % fast). Waves are
+//     short below 1.5 short waves, long below 3, word markers above.
+//   - Countdown at the leader's end (or one pulse off): 7 of its 9 bytes
+//     right; it tells FIRST from REPEAT.
+//   - Bytes up to the end marker (or where the byte structure stops: then
+//     the last byte read is still taken as the checkbyte).
+//   - The short waves after the end marker are the copy's trailer, unless
+//     they are a leader (32 waves or more) ending in another block: the
+//     waves between the two copies lead the REPEAT.
+// Header or data: a 192-byte block starting with type 1, 3, 4 or 5 is a
+// header, except the REPEAT of a data copy and the block that follows a
+// program header (1 or 3). A data copy after a program header takes its
+// addresses and gives the program (the `loaded` run): the FIRST copy when
+// its checkbyte passes, else the REPEAT.
+//
+// Pulse classes: Short, Medium and Long for the short, long and word marker
+// half-waves (full waves on versions 0 and 1); cleaning writes their ideal
+// values, so a cleaned version 2 tape stays one of half-waves.
 #include "core/loaders/all.h"
 #include "core/loaders/turbo.h"
 
