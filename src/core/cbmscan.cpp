@@ -314,6 +314,12 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     const PulseTrack &track = *ctx.pulses;
     const uint8_t *small = track.small.data();
     const std::size_t n = track.size();
+    // A C16 / Plus/4 tape holds its own ROM format (scanner "c16"), whose
+    // long half-waves would otherwise pass for leader pulses here.
+    if (ctx.platform == 2) {
+        retry = n;
+        return false;
+    }
     const CbmPulseSet ideal = cbm_ideal_pulses(ctx.platform == 1, ctx.video == 1);
     retry = index + 1;
 

@@ -2,6 +2,9 @@
 // of a header or data block that the KERNAL's LOAD would read (the format is
 // described in cbmencode.h).
 //
+// A tape whose header names the C16 / Plus/4 (platform 2) is left to that
+// machine's own scanner.
+//
 // Recognising a copy at a pulse:
 //   - Leader: at least CBM_MIN_LEADER_PULSES pulses within 20 % of their
 //     running mean, the first within 30 % of the platform's ideal S. A lone

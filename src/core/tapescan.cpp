@@ -207,6 +207,7 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     ctx.options = &opts;
     ctx.platform = tape_platform_index(file, scan.file_type);
     ctx.video = file[TAP_OFFSET_VIDEO];
+    ctx.half_waves = scan.file_type != FileType::ZorvDump && file[TAP_OFFSET_VERSION] == 2;
     ctx.entries = &scan.entries;
     ctx.pulse_info = &scan.pulse_info;
 

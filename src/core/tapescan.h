@@ -190,6 +190,7 @@ struct ScanContext {
     const ScanOptions *options = nullptr;  // tolerance already clamped
     unsigned platform = 0;                 // platform index of the tape header (0 C64, 1 VIC 20, 2 C16)
     unsigned video = 0;                    // 0 PAL, 1 NTSC
+    bool half_waves = false;               // TAP version 2: every pulse is a half-wave, not a full wave
     const std::vector<TapeEntry> *entries = nullptr;  // entries found so far, in tape order
     std::vector<uint8_t> *pulse_info = nullptr;       // one byte per pulse (see PULSE_CLASS_MASK)
 };

@@ -107,7 +107,8 @@ std::vector<uint8_t> clean_tap(const TapeScan &scan, const CleanOptions &options
 {
     if (!scan.ok)
         return {};
-    constexpr int version = 1;
+    // A version 2 tape stays one: its pulses are half-waves.
+    const int version = scan.file_type != FileType::ZorvDump && scan.header[TAP_OFFSET_VERSION] == 2 ? 2 : 1;
     const PulseTrack &track = scan.pulses;
     const unsigned platform = tape_platform_index(scan.header, scan.file_type);
     const unsigned video = scan.header[TAP_OFFSET_VIDEO];

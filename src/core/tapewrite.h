@@ -52,7 +52,8 @@ struct CleanOptions {
     bool boost = false;
 };
 
-// The tape cleaned, as a TAP version 1 file (empty when the scan is not ok):
+// The tape cleaned, as a TAP version 1 file (version 2 for a version 2 tape,
+// whose pulses are half-waves; empty when the scan is not ok):
 //   - a recognised file: every pulse with a class is written as the ideal
 //     value its scanner gave that class (the CBM ROM scanner: the platform's
 //     ideal S, M or L; a turbo scanner: its format's bit 0 and bit 1); a

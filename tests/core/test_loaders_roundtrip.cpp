@@ -86,11 +86,22 @@ TEST_P(LoaderRoundTrip, ADamagedByteFailsOnlyItsBlock)
             victim = e;
     if (victim == nullptr)
         GTEST_SKIP() << "the format has no checksum";
-    const std::size_t pulse = (victim->inner_start_pulse + victim->inner_end_pulse) / 2;
+    std::size_t pulse = (victim->inner_start_pulse + victim->inner_end_pulse) / 2;
+    std::size_t count = 1;
+    if (tap[TAP_OFFSET_PLATFORM] == 2) {
+        // C16 ROM: a bit is two waves of two half-waves, 40 pulses a byte
+        // (marker and long wave first): one pulse alone reads back right,
+        // so a whole bit of the middle byte is turned.
+        constexpr std::size_t BYTE_PULSES = 40;
+        pulse -= (pulse - victim->inner_start_pulse) % BYTE_PULSES;
+        pulse += 4 + 4 * 3;
+        count = 4;
+    }
     Bytes damaged = tap;
-    const uint64_t offset = clean.pulses.offset(pulse);
-    const bool was_one = clean.pulse_class(pulse) == turbo::BIT1;
-    damaged[offset] = was_one ? victim->ideal_units[1] : victim->ideal_units[2];
+    for (std::size_t q = pulse; q < pulse + count; ++q) {
+        const bool was_one = clean.pulse_class(q) == turbo::BIT1;
+        damaged[clean.pulses.offset(q)] = was_one ? victim->ideal_units[1] : victim->ideal_units[2];
+    }
     const TapeScan scan = scan_tape(damaged.data(), damaged.size());
     expect_covering(scan);
     const std::vector<const TapeEntry *> before = entries_of(clean, loader().scanner);
@@ -126,6 +137,8 @@ TEST_P(LoaderRoundTrip, CleaningWritesTheIdealValues)
 TEST_P(LoaderRoundTrip, TheBootFileIdentifiesTheLoader)
 {
     const Bytes tap = encode(loader(), programs());
+    if (tap[TAP_OFFSET_PLATFORM] == 2)
+        GTEST_SKIP() << "C16 ROM tapes have no boot file to identify";
     const IdentifiedScan id = scan_tape_identified(tap.data(), tap.size(), ScanOptions(), builtin_scanners(), true);
     EXPECT_EQ(id.loader, &loader());
     EXPECT_NE(id.summary.find(loader().name), std::string::npos) << id.summary;

@@ -10,6 +10,7 @@ extern const TurboLoader LOADER_FREELOAD;
 extern const TurboLoader LOADER_USGOLD;
 extern const TurboLoader LOADER_BURNER;
 extern const TurboLoader LOADER_BLEEPLOAD;
+extern const TurboLoader LOADER_C16;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -26,3 +27,5 @@ extern const char FREELOAD_TYPE[];          // "FREELOAD"
 extern const char USGOLD_TYPE[];            // "US GOLD"
 extern const char BURNER_TYPE[];            // "BURNER"
 extern const char BLEEPLOAD_TYPE[];         // "BLEEPLOAD"
+extern const char C16_TYPE_HEADER[];        // "C16 ROM-TAPE HEADER"
+extern const char C16_TYPE_DATA[];          // "C16 ROM-TAPE DATA"
