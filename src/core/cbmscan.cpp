@@ -388,7 +388,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 
 } // namespace
 
-const TapeScanner cbm_rom_scanner = {"c64", "CBM ROM loader", recognise};
+const TapeScanner cbm_rom_scanner = {"c64", "CBM ROM loader", SCAN_FOR_C64 | SCAN_FOR_VIC20, recognise};
 
 std::string petscii_name_to_ascii(const uint8_t *bytes, std::size_t size)
 {

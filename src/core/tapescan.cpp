@@ -118,6 +118,18 @@ PulseTrack read_pulse_track(const uint8_t *file, std::size_t size)
 
 // --- Entries, scanners --------------------------------------------------
 
+unsigned scan_platform_bit(unsigned platform)
+{
+    switch (platform) {
+    case 1:
+        return SCAN_FOR_VIC20;
+    case 2:
+        return SCAN_FOR_C16;
+    default:
+        return SCAN_FOR_C64;
+    }
+}
+
 const char *copy_id_text(CopyId id)
 {
     switch (id) {
@@ -222,6 +234,11 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     // scanner that looked ahead and found nothing is not asked again before
     // that, so every scanner reads each pulse about once.
     std::vector<std::size_t> next_try(scanners.size(), 0);
+    // Scanners of another machine's format are never called.
+    const unsigned platform_bit = scan_platform_bit(ctx.platform);
+    for (std::size_t s = 0; s < scanners.size(); ++s)
+        if ((scanners[s]->platforms & platform_bit) == 0)
+            next_try[s] = n;
     TapeEntry candidate;
     std::size_t i = 0;
     while (i < n) {

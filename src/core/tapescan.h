@@ -195,10 +195,20 @@ struct ScanContext {
     std::vector<uint8_t> *pulse_info = nullptr;       // one byte per pulse (see PULSE_CLASS_MASK)
 };
 
+// The machines a scanner reads tapes of (bits of TapeScanner::platforms,
+// by the tape header's platform index; an unknown index counts as a C64).
+constexpr unsigned SCAN_FOR_C64 = 1u << 0;
+constexpr unsigned SCAN_FOR_VIC20 = 1u << 1;
+constexpr unsigned SCAN_FOR_C16 = 1u << 2;
+
+// SCAN_FOR_* bit of a platform index.
+unsigned scan_platform_bit(unsigned platform);
+
 // A recogniser of one tape format.
 struct TapeScanner {
     const char *id;    // as on the console's command line ("c64")
     const char *name;
+    unsigned platforms;  // SCAN_FOR_* bits: the scan calls it only on such tapes
     // Tries to recognise a file whose first pulse is `index` (never a silence
     // pulse). On success fills `entry` (kind, type, pulse span, inner pulse
     // indexes and its own fields; the framework sets the offsets and the

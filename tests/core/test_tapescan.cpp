@@ -263,7 +263,7 @@ bool toy_recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, 
         (*ctx.pulse_info)[i] = uint8_t(PulseClass::Long);
     return true;
 }
-const TapeScanner toy_scanner = {"toy", "Toy", toy_recognise};
+const TapeScanner toy_scanner = {"toy", "Toy", SCAN_FOR_C64, toy_recognise};
 
 // Claims everything; placed second it must never be reached while the toy matches.
 bool greedy_recognise(const ScanContext &, std::size_t index, TapeEntry &entry, std::size_t &)
@@ -274,7 +274,7 @@ bool greedy_recognise(const ScanContext &, std::size_t index, TapeEntry &entry, 
     entry.inner_start_pulse = entry.inner_end_pulse = index;
     return true;
 }
-const TapeScanner greedy_scanner = {"greedy", "Greedy", greedy_recognise};
+const TapeScanner greedy_scanner = {"greedy", "Greedy", SCAN_FOR_C64, greedy_recognise};
 
 } // namespace
 

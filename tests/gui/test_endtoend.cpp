@@ -277,7 +277,10 @@ TEST_F(EndToEnd, TurboSampleFillsTheReportAndTheThresholdLeavesAScannerOut)
     EXPECT_EQ(entries_of_type("UNRECOGNIZED"), 0);
     // Every program in its PRG file: per loader a boot file and the two samples.
     const std::vector<std::string> prgs = written_prgs();
-    EXPECT_EQ(std::count(prgs.begin(), prgs.end(), sample_prg("mcode-demo.prg")), long(turbo_loaders().size()));
+    const long c64_loaders = std::count_if(turbo_loaders().begin(), turbo_loaders().end(),
+                                           [](const TurboLoader &l) { return l.scanner->platforms & SCAN_FOR_C64; });
+    EXPECT_EQ(std::count(prgs.begin(), prgs.end(), sample_prg("mcode-demo.prg")), c64_loaders);
+    EXPECT_EQ(std::count(prgs.begin(), prgs.end(), sample_prg("hello-basic.prg")), c64_loaders);
 
     // The threshold one above the lowest rating leaves the rarest loaders
     // out: "-noID" for each on the command line, their blocks unrecognised.

@@ -326,7 +326,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
 
 bool identify(const BootFacts &facts) { return facts.has_threshold_near(FORMAT.threshold_cycles); }
 
-const TapeScanner SCANNER = {"bleepload", "Bleepload (Firebird)", recognise};
+const TapeScanner SCANNER = {"bleepload", "Bleepload (Firebird)", SCAN_FOR_C64, recognise};
 
 } // namespace
 

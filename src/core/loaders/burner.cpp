@@ -432,7 +432,7 @@ bool identify(const BootFacts &facts)
                        [&](const Variant &v) { return facts.compares_with(v.pilot) && facts.compares_with(v.sync); });
 }
 
-const TapeScanner SCANNER = {"burner", "Burner (Mastertronic)", recognise};
+const TapeScanner SCANNER = {"burner", "Burner (Mastertronic)", SCAN_FOR_C64, recognise};
 
 } // namespace
 

@@ -349,7 +349,7 @@ void set_kind(const std::vector<TapeEntry> &entries, const TapeScanner *self, Ta
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry);
 
-const TapeScanner SCANNER = {"c16", "C16 / Plus/4 ROM loader", recognise};
+const TapeScanner SCANNER = {"c16", "C16 / Plus/4 ROM loader", SCAN_FOR_C16, recognise};
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {

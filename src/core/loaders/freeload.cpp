@@ -134,7 +134,7 @@ bool identify(const BootFacts &facts)
            facts.compares_with(SYNC);
 }
 
-const TapeScanner SCANNER = {"freeload", "Freeload", recognise};
+const TapeScanner SCANNER = {"freeload", "Freeload", SCAN_FOR_C64, recognise};
 
 } // namespace
 

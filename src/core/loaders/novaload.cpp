@@ -347,7 +347,7 @@ bool identify(const BootFacts &facts)
     return facts.has_threshold_near(FORMAT.threshold_cycles) && facts.compares_with(SYNC);
 }
 
-const TapeScanner SCANNER = {"novaload", "Novaload", recognise};
+const TapeScanner SCANNER = {"novaload", "Novaload", SCAN_FOR_C64, recognise};
 
 } // namespace
 

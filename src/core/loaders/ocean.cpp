@@ -17,7 +17,7 @@
 // first flag byte, inner end at the ending block's flag byte (just after
 // the data); the payload is the pages' bytes in tape order, loaded as one
 // run per stretch of consecutive pages. A chain cut short by silence keeps
-// the bytes read.
+// the bytes read, as long as one block of it is whole.
 //
 // The pages carry no file bounds. Boot files this program writes append,
 // after their code, the count of chains and each chain's load address and
@@ -134,7 +134,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     block.means = pilot.means;
     std::size_t p = block.inner_start;
     int last_page = -2;
-    std::size_t pages = 0;
+    std::size_t pages = 0, whole_pages = 0;
     std::vector<uint8_t> &data = entry.payload;
     for (;;) {
         block.inner_end = p;
@@ -166,8 +166,12 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
             block.inner_end = p;
             break;
         }
+        ++whole_pages;
     }
-    if (pages == 0)
+    // Without a check byte, a chain must hold one whole block at least:
+    // a pilot of 0 bits followed by anything else (another loader's pilot
+    // and a short block) is no Ocean chain.
+    if (whole_pages == 0)
         return false;
 
     entry.type = OCEAN_TYPE;
@@ -244,7 +248,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
 // The loader's boot code runs a continuous timer of 480 cycles.
 bool identify(const BootFacts &facts) { return facts.has_threshold_near(FORMAT.threshold_cycles); }
 
-const TapeScanner SCANNER = {"ocean", "Ocean/Imagine", recognise};
+const TapeScanner SCANNER = {"ocean", "Ocean/Imagine", SCAN_FOR_C64, recognise};
 
 } // namespace
 

@@ -182,7 +182,7 @@ bool identify(const BootFacts &facts)
            facts.compares_with(SYNC.front());
 }
 
-const TapeScanner SCANNER = {"turbotape", "Turbo Tape 64 / Turbo 250", recognise};
+const TapeScanner SCANNER = {"turbotape", "Turbo Tape 64 / Turbo 250", SCAN_FOR_C64, recognise};
 
 } // namespace
 

@@ -161,7 +161,7 @@ bool identify(const BootFacts &facts)
            facts.compares_with(SYNC);
 }
 
-const TapeScanner SCANNER = {"usgold", "US Gold", recognise};
+const TapeScanner SCANNER = {"usgold", "US Gold", SCAN_FOR_C64, recognise};
 
 } // namespace
 
