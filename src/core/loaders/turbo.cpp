@@ -11,9 +11,10 @@ namespace turbo {
 BitReader::BitReader(const PulseTrack &track, double threshold_units, BitOrder order)
     : small_(track.small.data()), n_(track.size()), threshold_(threshold_units), order_(order)
 {
-    bit_[0] = -1;  // an irregular pulse
-    for (int u = 1; u < 256; ++u)
-        bit_[u] = u < threshold_units ? 0 : 1;
+    // The first whole unit value at or above the threshold; readers are
+    // made for every scanner call, so no table is filled here.
+    const double up = std::ceil(threshold_units);
+    cutoff_ = up < 1 ? 1u : up > 256 ? 256u : unsigned(up);
 }
 
 bool BitReader::byte(std::size_t p, uint8_t &value) const
@@ -22,7 +23,7 @@ bool BitReader::byte(std::size_t p, uint8_t &value) const
         return false;
     unsigned v = 0;
     for (unsigned k = 0; k < 8; ++k) {
-        const int b = bit_[small_[p + k]];
+        const int b = bit_of(small_[p + k]);
         if (b < 0)
             return false;
         if (order_ == BitOrder::MsbFirst)
@@ -217,21 +218,21 @@ void fill_entry(const ScanContext &ctx, const Format &format, const Block &block
     const double one = block.means.ones ? block.means.one : zero * format.ideal1 / format.ideal0;
     entry.pulse_short = zero;
     entry.pulse_medium = one;
+    // The class and read-error flag of every pulse value, worked out once.
     const double tolerance = ctx.options->tolerance;
+    uint8_t info_of[256];
+    info_of[0] = uint8_t(PulseClass::None) | PULSE_READ_ERROR;
+    for (int u = 1; u < 256; ++u) {
+        info_of[u] = uint8_t(u < block.threshold ? BIT0 : BIT1);
+        if (std::fabs(u - zero) > tolerance && std::fabs(u - one) > tolerance)
+            info_of[u] |= PULSE_READ_ERROR;
+    }
     uint8_t *info = ctx.pulse_info->data();
+    const uint8_t *small = track.small.data();
     unsigned errors = 0;
     for (std::size_t q = block.first; q < block.end; ++q) {
-        const uint8_t u = track.small[q];
-        if (u == 0) {
-            info[q] = uint8_t(PulseClass::None) | PULSE_READ_ERROR;
-            ++errors;
-            continue;
-        }
-        info[q] = uint8_t(u < block.threshold ? BIT0 : BIT1);
-        if (std::fabs(u - zero) > tolerance && std::fabs(u - one) > tolerance) {
-            info[q] |= PULSE_READ_ERROR;
-            ++errors;
-        }
+        info[q] = info_of[small[q]];
+        errors += (info[q] & PULSE_READ_ERROR) != 0;
     }
     entry.read_errors = errors;
 }

@@ -51,7 +51,7 @@ public:
     BitOrder order() const { return order_; }
     uint8_t units(std::size_t q) const { return small_[q]; }
     // 0, 1, or -1 for an irregular pulse or one beyond the track.
-    int bit(std::size_t q) const { return q < n_ ? bit_[small_[q]] : -1; }
+    int bit(std::size_t q) const { return q < n_ ? bit_of(small_[q]) : -1; }
     // The byte of the 8 pulses from p; false when one of them is no bit.
     bool byte(std::size_t p, uint8_t &value) const;
     // Bytes of n pulses each read from p on into out (8 pulses each); false
@@ -63,7 +63,9 @@ private:
     std::size_t n_;
     double threshold_;
     BitOrder order_;
-    int8_t bit_[256];
+    unsigned cutoff_;  // pulses of this many units or more are 1 bits
+
+    int bit_of(uint8_t units) const { return units == 0 ? -1 : units >= cutoff_ ? 1 : 0; }
 };
 
 // Mean units of the 0 and 1 pulses among [first, end) against a threshold.
