@@ -703,3 +703,40 @@ TEST(CbmScan, SilenceBeforeALeaderIsNeverTakenAsAStrayLeaderPulse)
     EXPECT_EQ(holder->kind, EntryKind::Pause);
     EXPECT_EQ(files_of(s).size(), 8u) << "both programs, header and data, FIRST and REPEAT";
 }
+
+TEST(CbmScan, DataShorterThanItsHeaderAnnouncesIsReadToItsEndMarker)
+{
+    // Boot files on real tapes: the header announces $0801-$0A00, the data
+    // block holds 100 bytes and ends with a proper end-of-data marker.
+    const CbmPulseSet p;
+    Bytes tap = tap_file_header(1, false, false, 0);
+    const Bytes header = cbm_header_payload(CBM_HEADER_RELOCATABLE, 0x0801, 0x0A00, "BOOT");
+    cbm_append_copy(tap, header.data(), header.size(), false, 2000, p);
+    cbm_append_pulses(tap, p.s, CBM_COPY_GAP_PULSES);
+    cbm_append_copy(tap, header.data(), header.size(), true, 0, p);
+    cbm_append_pulses(tap, p.s, CBM_TRAILER_PULSES);
+    tap_append_pause(tap, CBM_HEADER_DATA_PAUSE_CYCLES, 1);
+    Bytes data(100);
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = uint8_t(i * 7);
+    cbm_append_copy(tap, data.data(), data.size(), false, 2000, p);
+    cbm_append_pulses(tap, p.s, CBM_COPY_GAP_PULSES);
+    cbm_append_copy(tap, data.data(), data.size(), true, 0, p);
+    cbm_append_pulses(tap, p.s, CBM_TRAILER_PULSES);
+    tap_fix_data_size(tap);
+
+    const TapeScan s = scan_tape(tap.data(), tap.size());
+    std::vector<const TapeEntry *> copies;
+    for (const TapeEntry &e : s.entries)
+        if (e.type == CBM_TYPE_DATA)
+            copies.push_back(&e);
+    ASSERT_EQ(copies.size(), 2u);
+    for (const TapeEntry *e : copies) {
+        EXPECT_EQ(e->payload, data);
+        EXPECT_TRUE(e->checkbyte_pass);
+        EXPECT_EQ(e->read_errors, 0u);
+        // The addresses are the header's, as recorded.
+        EXPECT_EQ(e->load_address, 0x0801);
+        EXPECT_EQ(e->end_address, 0x0A00);
+    }
+}
