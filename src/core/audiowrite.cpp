@@ -57,10 +57,11 @@ uint64_t sample_count(const PulseTrack &track, uint64_t clock)
 
 // Calls emit(value, count) for every run of equal samples, in order.
 template <class Emit>
-void render(const PulseTrack &track, uint64_t clock, bool sine, Emit &&emit)
+void render(const PulseTrack &track, uint64_t clock, bool sine, bool half_waves, Emit &&emit)
 {
     const double two_pi = 2.0 * std::acos(-1.0);
     uint64_t at = 0;  // cycles from the start of the tape to the current pulse
+    int sign = 1;     // of the next half-wave
     for (std::size_t i = 0; i < track.size(); ++i) {
         const uint64_t cycles = uint64_t(track.units(i)) * CYCLES_PER_UNIT;
         const uint64_t first = sample_at(at, clock);
@@ -68,6 +69,19 @@ void render(const PulseTrack &track, uint64_t clock, bool sine, Emit &&emit)
         at += cycles;
         if (track.is_silence(i)) {
             emit(int16_t(0), end - first);
+            sign = 1;
+        } else if (half_waves) {
+            // The pulse is one half of a wave: the halves alternate.
+            if (sine) {
+                const double length = double(end - first);
+                for (uint64_t k = first; k < end; ++k) {
+                    const double phase = two_pi / 2 * (double(k - first) + 0.5) / length;
+                    emit(static_cast<int16_t>(std::lround(sign * AUDIO_AMPLITUDE * std::sin(phase))), 1);
+                }
+            } else {
+                emit(int16_t(sign * AUDIO_AMPLITUDE), end - first);
+            }
+            sign = -sign;
         } else if (sine) {
             const double length = double(end - first);
             for (uint64_t k = first; k < end; ++k) {
@@ -91,7 +105,8 @@ std::vector<int16_t> render_samples(const TapeScan &scan, bool sine)
         return samples;
     const uint64_t clock = tape_clock_hz(scan);
     samples.reserve(sample_count(scan.pulses, clock));
-    render(scan.pulses, clock, sine, [&](int16_t v, uint64_t count) { samples.insert(samples.end(), count, v); });
+    render(scan.pulses, clock, sine, tape_holds_half_waves(scan),
+           [&](int16_t v, uint64_t count) { samples.insert(samples.end(), count, v); });
     return samples;
 }
 
@@ -126,7 +141,7 @@ std::vector<uint8_t> render_audio(const TapeScan &scan, AudioFormat format, bool
         put_tag(out, "data");
         put_le32(out, size_field(data_size));
     }
-    render(scan.pulses, clock, sine, [&](int16_t v, uint64_t count) {
+    render(scan.pulses, clock, sine, tape_holds_half_waves(scan), [&](int16_t v, uint64_t count) {
         const uint16_t u = static_cast<uint16_t>(v);
         const uint8_t hi = static_cast<uint8_t>(u >> 8), lo = static_cast<uint8_t>(u & 0xFF);
         for (uint64_t k = 0; k < count; ++k) {

@@ -5,8 +5,10 @@
 // with the clock of the tape's platform and video standard (tape_clock_hz):
 // a square wave (the first half at +AUDIO_AMPLITUDE, the second half at
 // -AUDIO_AMPLITUDE) or, when asked, one period of a sine wave starting
-// upwards. Silence pulses (the pulses of PAUSE entries) are silent: samples
-// of 0 for their whole duration.
+// upwards. On a TAP version 2 tape every pulse is half a wave instead: the
+// halves alternate between + and - (a square half or half a sine period),
+// starting with + after each silence. Silence pulses (the pulses of PAUSE
+// entries) are silent: samples of 0 for their whole duration.
 //
 // Pulse edges fall on the sample nearest to their exact time, counted from
 // the start of the tape in whole clock cycles, so rounding never accumulates:

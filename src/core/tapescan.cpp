@@ -219,7 +219,7 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     ctx.options = &opts;
     ctx.platform = tape_platform_index(file, scan.file_type);
     ctx.video = file[TAP_OFFSET_VIDEO];
-    ctx.half_waves = scan.file_type != FileType::ZorvDump && file[TAP_OFFSET_VERSION] == 2;
+    ctx.half_waves = tape_holds_half_waves(scan);
     ctx.entries = &scan.entries;
     ctx.pulse_info = &scan.pulse_info;
 
@@ -286,6 +286,12 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     }
     flush_unrecognized(n);
     return scan;
+}
+
+bool tape_holds_half_waves(const TapeScan &scan)
+{
+    return (scan.file_type == FileType::C64Tap || scan.file_type == FileType::C16Tap) &&
+           scan.header[TAP_OFFSET_VERSION] == 2;
 }
 
 TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options)

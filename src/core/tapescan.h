@@ -242,6 +242,10 @@ struct TapeScan {
     bool pulse_read_error(std::size_t i) const { return (pulse_info[i] & PULSE_READ_ERROR) != 0; }
 };
 
+// True for a TAP version 2 file: every pulse is half a wave (C16 and
+// Plus/4 tapes), not a whole one.
+bool tape_holds_half_waves(const TapeScan &scan);
+
 // Scans a whole tape image in memory (header included) with the given
 // scanners, in that order. A file shorter than the header or with an unknown
 // magic is not scanned (ok false).

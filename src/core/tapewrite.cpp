@@ -91,6 +91,28 @@ uint64_t units_between(const PulseTrack &track, std::size_t first, std::size_t e
     return sum;
 }
 
+// The half-waves of a version 2 tape as whole waves: each run of ordinary
+// pulses paired from its first, every pair one wave of both lengths (a last
+// lone half-wave counts twice); silence as it is.
+void append_whole_waves(std::vector<uint8_t> &tap, const PulseTrack &track, int version)
+{
+    std::size_t i = 0;
+    while (i < track.size()) {
+        if (track.small[i] == 0) {
+            std::size_t end = i + 1;
+            while (end < track.size() && track.small[end] == 0)
+                ++end;
+            append_pulses(tap, track, i, end, version);
+            i = end;
+            continue;
+        }
+        const bool pair = i + 1 < track.size() && track.small[i + 1] != 0;
+        append_units(tap, pair ? uint64_t(track.small[i]) + track.small[i + 1] : 2 * uint64_t(track.small[i]),
+                     version);
+        i += pair ? 2 : 1;
+    }
+}
+
 } // namespace
 
 uint32_t tape_clock_hz(unsigned platform, unsigned video)
@@ -167,7 +189,10 @@ std::vector<uint8_t> convert_tap(const TapeScan &scan, int version)
     const PulseTrack &track = scan.pulses;
     std::vector<uint8_t> tap = output_header(scan, version);
     tap.reserve(TAP_HEADER_SIZE + track.size() + 64);
-    append_pulses(tap, track, 0, track.size(), version);
+    if (tape_holds_half_waves(scan))
+        append_whole_waves(tap, track, version);
+    else
+        append_pulses(tap, track, 0, track.size(), version);
     tap_fix_data_size(tap);
     return tap;
 }

@@ -79,5 +79,7 @@ std::vector<uint8_t> clean_tap(const TapeScan &scan, const CleanOptions &options
 // silence of its length (see the top of this file), so a version 1 long
 // form stays one long pulse of its length (to 8 cycles) and a version 0 zero
 // byte becomes one of 20,000 cycles. Pulse lengths of files
-// are untouched, so every recognised file is read back as it was.
+// are untouched, so every recognised file is read back as it was. The
+// half-waves of a version 2 tape become whole waves: two neighbours at a
+// time, from the first of each run between silences.
 std::vector<uint8_t> convert_tap(const TapeScan &scan, int version);

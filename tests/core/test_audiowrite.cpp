@@ -240,3 +240,35 @@ TEST(AudioWrite, EmptyTapeIsAHeaderOnly)
     EXPECT_EQ(le32(wav, 4), 36u);
     EXPECT_EQ(le32(wav, 40), 0u);
 }
+
+TEST(AudioWrite, VersionTwoPulsesAreAlternatingHalfWaves)
+{
+    // C16 PAL half-waves of 40, 40 and 80 units, one second of silence,
+    // then 40 again: a square half each, + and - in turn, + after the pause.
+    Bytes f = tap_file_header(1, false, false, 0);
+    f[TAP_OFFSET_VERSION] = 2;
+    f[TAP_OFFSET_PLATFORM] = 2;
+    const Bytes data = {40, 40, 80, 0x00, 0x00, 0x00, 0x01, 40};
+    f.insert(f.end(), data.begin(), data.end());
+    tap_fix_data_size(f);
+    const TapeScan s = scan(f);
+    const uint64_t clock = tape_clock_hz(s);
+    const Samples square = render_samples(s, false);
+    const std::vector<SampleRun> runs = runs_of(square);
+    ASSERT_EQ(runs.size(), 5u);
+    EXPECT_EQ(runs[0].value, HI);
+    EXPECT_EQ(runs[1].value, LO);
+    EXPECT_EQ(runs[2].value, HI);
+    EXPECT_EQ(runs[3].value, 0);
+    EXPECT_EQ(runs[4].value, HI);
+    // 40 units = 320 cycles at the C16's clock.
+    EXPECT_NEAR(double(runs[0].count), 320.0 * 44100 / clock, 1.0);
+    EXPECT_NEAR(double(runs[2].count), 640.0 * 44100 / clock, 1.0);
+    // Sine halves: the second is the first turned over.
+    const Samples sine = render_samples(s, true);
+    ASSERT_EQ(sine.size(), square.size());
+    for (std::size_t k = 0; k < runs[0].count; ++k) {
+        EXPECT_GT(sine[k], 0) << k;
+        EXPECT_LT(sine[runs[0].count + k], 0) << k;
+    }
+}

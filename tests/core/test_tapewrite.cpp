@@ -620,3 +620,17 @@ TEST(ConvertTap, ZorvDumpToBothVersions)
         EXPECT_TRUE(scan_totals(s).read_pass());
     }
 }
+
+TEST(ConvertTap, HalfWavesOfVersionTwoBecomeWholeWaves)
+{
+    // C16 half-waves: pairs from the start of each run; a lone last one
+    // counts twice; the silence between runs stays silence.
+    Bytes f = tap_of(2, join({{0x1B, 0x1B, 0x35, 0x36, 0x6A}, long_pulse(50000), {0x1A, 0x1C, 0x90, 0x90}}));
+    f[TAP_OFFSET_VERSION] = 2;
+    f[TAP_OFFSET_PLATFORM] = 2;
+    const Bytes v1 = convert_tap(scan(f), 1);
+    EXPECT_EQ(v1[TAP_OFFSET_VERSION], 1);
+    EXPECT_EQ(v1[TAP_OFFSET_PLATFORM], 2);
+    // 0x90 + 0x90 = 288 units: too long for a byte, written as a long pulse of 2304 cycles.
+    EXPECT_EQ(data_part(v1), join({{0x36, 0x6B, 0xD4}, {0x00, 0x50, 0xC3, 0x00}, {0x36}, {0x00, 0x00, 0x09, 0x00}}));
+}
