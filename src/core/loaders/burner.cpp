@@ -167,13 +167,18 @@ const BootParams &boot_params(const std::vector<TapeEntry> &entries)
     };
     static thread_local Cache cache;
     const TapeEntry *boot = nullptr, *header = nullptr;
+    // The last CBM data block, and the CBM header before it.
     std::size_t k = entries.size();
-    while (k-- > 0 && boot == nullptr)
+    while (k > 0 && boot == nullptr) {
+        --k;
         if (entries[k].scanner == &cbm_rom_scanner && entries[k].type == CBM_TYPE_DATA)
             boot = &entries[k];
-    while (boot != nullptr && k-- > 0 && header == nullptr)
+    }
+    while (boot != nullptr && k > 0 && header == nullptr) {
+        --k;
         if (entries[k].scanner == &cbm_rom_scanner && entries[k].type == CBM_TYPE_HEADER)
             header = &entries[k];
+    }
     const uint8_t *data = boot != nullptr ? boot->payload.data() : nullptr;
     const std::size_t size = boot != nullptr ? boot->payload.size() : 0;
     const uint32_t crc = boot != nullptr ? boot->crc32 : 0;
