@@ -277,6 +277,20 @@ TEST_F(EndToEnd, TurboSampleFillsTheReportAndTheThresholdLeavesAScannerOut)
     EXPECT_EQ(entries_of_type("UNRECOGNIZED"), 0);
     // Every program in its PRG file: per loader a boot file and the two samples.
     const std::vector<std::string> prgs = written_prgs();
+    // Pictures for a person to look at: the report of the turbo sample and
+    // the Scanners page with the program's list.
+    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
+    pump_until([] { return mainwindow->allocation.width == 900; });
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "turbo_sample_report").empty());
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 0);
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "turbo_sample_report_plain").empty());
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 1);
+    pump_for(200);
+    EXPECT_FALSE(save_screenshot(mainwindow, "turbo_scanners_page").empty());
     const long c64_loaders = std::count_if(turbo_loaders().begin(), turbo_loaders().end(),
                                            [](const TurboLoader &l) { return l.scanner->platforms & SCAN_FOR_C64; });
     EXPECT_EQ(std::count(prgs.begin(), prgs.end(), sample_prg("mcode-demo.prg")), c64_loaders);
