@@ -41,6 +41,12 @@ bool BootFacts::compares_with(uint8_t value) const
     return std::find(compares.begin(), compares.end(), value) != compares.end();
 }
 
+bool BootFacts::shows(unsigned cycles, std::initializer_list<uint8_t> values) const
+{
+    return has_threshold_near(cycles) &&
+           std::all_of(values.begin(), values.end(), [this](uint8_t v) { return compares_with(v); });
+}
+
 BootFacts read_boot_code(const uint8_t *code, std::size_t size)
 {
     BootFacts facts;

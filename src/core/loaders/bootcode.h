@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 struct BootFacts {
@@ -22,6 +23,8 @@ struct BootFacts {
 
     bool has_threshold_near(unsigned cycles, unsigned slack = 8) const;
     bool compares_with(uint8_t value) const;
+    // A threshold near `cycles` and a compare with every one of `values`.
+    bool shows(unsigned cycles, std::initializer_list<uint8_t> values) const;
 };
 
 BootFacts read_boot_code(const uint8_t *code, std::size_t size);

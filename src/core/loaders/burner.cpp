@@ -341,8 +341,7 @@ bool read_file(const ScanContext &ctx, const Found &found, const BootParams &par
 
     entry.type = BURNER_TYPE;
     set_addresses(entry, start, end);
-    entry.has_crc = true;
-    entry.crc32 = crc32_of(payload);
+    set_payload_crc(entry);
     if (!payload.empty())
         entry.loaded.push_back({start, payload});
     fill_entry(ctx, format_of(v.order), block, entry);

@@ -32,14 +32,7 @@ constexpr std::size_t PILOT_WRITTEN = 256;
 constexpr std::size_t TRAILER_WRITTEN = 16;
 
 // Three pilot bytes in a row from q: another block begins.
-bool pilot_at(const BitReader &reader, std::size_t q)
-{
-    uint8_t v = 0;
-    for (int k = 0; k < 3; ++k)
-        if (!reader.byte(q + 8 * std::size_t(k), v) || v != PILOT.value)
-            return false;
-    return true;
-}
+bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
@@ -82,21 +75,13 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.type = FREELOAD_TYPE;
     set_addresses(entry, load, end);
     set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
-    entry.has_crc = true;
-    entry.crc32 = crc32_of(payload);
+    set_payload_crc(entry);
     entry.loaded.push_back({load, payload});
     fill_entry(ctx, FORMAT, block, entry);
     return true;
 }
 
-BootCodeSpec boot_spec()
-{
-    BootCodeSpec spec;
-    spec.threshold_cycles = FORMAT.threshold_cycles;
-    spec.one_shot = true;
-    spec.compares = {PILOT.value, SYNC};
-    return spec;
-}
+BootCodeSpec boot_spec() { return one_shot_boot_spec(FORMAT, {PILOT.value, SYNC}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
@@ -130,8 +115,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
 // pilot and sync values tell Freeload apart.
 bool identify(const BootFacts &facts)
 {
-    return facts.has_threshold_near(FORMAT.threshold_cycles) && facts.compares_with(PILOT.value) &&
-           facts.compares_with(SYNC);
+    return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC});
 }
 
 const TapeScanner SCANNER = {"freeload", "Freeload", SCAN_FOR_C64, recognise};

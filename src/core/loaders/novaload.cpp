@@ -277,8 +277,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
         return false;
     block.end = bit_trailer_end(reader, after, TRAILER_LIMIT, PILOT_MIN,
                                 [&](std::size_t q) { return sync_after(reader, q); });
-    entry.has_crc = true;
-    entry.crc32 = crc32_of(entry.payload);
+    set_payload_crc(entry);
     fill_entry(ctx, FORMAT, block, entry);
     return true;
 }
@@ -344,7 +343,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
 // the sync byte $AA.
 bool identify(const BootFacts &facts)
 {
-    return facts.has_threshold_near(FORMAT.threshold_cycles) && facts.compares_with(SYNC);
+    return facts.shows(FORMAT.threshold_cycles, {SYNC});
 }
 
 const TapeScanner SCANNER = {"novaload", "Novaload", SCAN_FOR_C64, recognise};

@@ -237,6 +237,21 @@ void fill_entry(const ScanContext &ctx, const Format &format, const Block &block
     entry.read_errors = errors;
 }
 
+bool byte_run_at(const BitReader &reader, std::size_t q, uint8_t value, std::size_t count)
+{
+    uint8_t v = 0;
+    for (std::size_t k = 0; k < count; ++k)
+        if (!reader.byte(q + 8 * k, v) || v != value)
+            return false;
+    return true;
+}
+
+void set_payload_crc(TapeEntry &entry)
+{
+    entry.has_crc = true;
+    entry.crc32 = crc32_of(entry.payload);
+}
+
 uint8_t xor_of(const uint8_t *bytes, std::size_t size)
 {
     uint8_t x = 0;
@@ -270,6 +285,15 @@ void set_addresses(TapeEntry &entry, uint16_t load, uint16_t end)
 }
 
 // --- Encoding --------------------------------------------------------------
+
+BootCodeSpec one_shot_boot_spec(const Format &format, std::vector<uint8_t> compares)
+{
+    BootCodeSpec spec;
+    spec.threshold_cycles = format.threshold_cycles;
+    spec.one_shot = true;
+    spec.compares = std::move(compares);
+    return spec;
+}
 
 std::vector<uint8_t> tape_with_boot_file(const std::vector<uint8_t> &boot_prg, const std::string &name,
                                          const TapeOptions &options)

@@ -13,6 +13,7 @@
 #pragma once
 
 #include "core/cbmencode.h"
+#include "core/loaders/bootcode.h"
 #include "core/tapescan.h"
 
 #include <algorithm>
@@ -188,6 +189,12 @@ std::size_t bit_trailer_end(const BitReader &reader, std::size_t from, std::size
     return q;
 }
 
+// `count` bytes of `value` in a row from q: a pilot of that byte begins.
+bool byte_run_at(const BitReader &reader, std::size_t q, uint8_t value, std::size_t count);
+
+// Sets the CRC-32 of the entry's payload.
+void set_payload_crc(TapeEntry &entry);
+
 // Checksums.
 uint8_t xor_of(const uint8_t *bytes, std::size_t size);
 uint8_t sum_of(const uint8_t *bytes, std::size_t size);  // modulo 256
@@ -206,6 +213,10 @@ struct TapeOptions {
     bool ntsc = false;
     double pause_seconds = 2.0;   // silence after the boot file and between programs
 };
+
+// Boot code with a one-shot timer of the format's threshold that compares
+// with the given bytes (pilot, sync...).
+BootCodeSpec one_shot_boot_spec(const Format &format, std::vector<uint8_t> compares);
 
 // A C64 TAP file (header and data, size field not yet set) beginning with a
 // CBM boot file holding `boot_prg` under `name`, then a pause.

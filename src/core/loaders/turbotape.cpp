@@ -38,14 +38,7 @@ constexpr std::size_t PILOT_WRITTEN = 256;
 constexpr std::size_t TRAILER_WRITTEN = 64;
 
 // Three pilot bytes in a row from q: another block begins.
-bool pilot_at(const BitReader &reader, std::size_t q)
-{
-    uint8_t v = 0;
-    for (int k = 0; k < 3; ++k)
-        if (!reader.byte(q + 8 * std::size_t(k), v) || v != PILOT.value)
-            return false;
-    return true;
-}
+bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
 
 // The header just before the entry being recognised (no other file in between).
 const TapeEntry *header_before(const std::vector<TapeEntry> &entries, int *index)
@@ -126,8 +119,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
         }
     }
     block.end = trailer_end(reader, after, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
-    entry.has_crc = true;
-    entry.crc32 = crc32_of(payload);
+    set_payload_crc(entry);
     fill_entry(ctx, FORMAT, block, entry);
     return true;
 }
@@ -142,14 +134,7 @@ void append_block(std::vector<uint8_t> &tap, uint8_t type, const std::vector<uin
     w.zeros(TRAILER_WRITTEN);
 }
 
-BootCodeSpec boot_spec()
-{
-    BootCodeSpec spec;
-    spec.threshold_cycles = FORMAT.threshold_cycles;
-    spec.one_shot = true;
-    spec.compares = {PILOT.value, SYNC.front()};
-    return spec;
-}
+BootCodeSpec boot_spec() { return one_shot_boot_spec(FORMAT, {PILOT.value, SYNC.front()}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
@@ -178,8 +163,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
 
 bool identify(const BootFacts &facts)
 {
-    return facts.has_threshold_near(FORMAT.threshold_cycles) && facts.compares_with(PILOT.value) &&
-           facts.compares_with(SYNC.front());
+    return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC.front()});
 }
 
 const TapeScanner SCANNER = {"turbotape", "Turbo Tape 64 / Turbo 250", SCAN_FOR_C64, recognise};

@@ -38,14 +38,7 @@ constexpr std::size_t PILOT_WRITTEN = 64;
 constexpr std::size_t TRAILER_WRITTEN = 16;
 
 // Three pilot bytes in a row from q: another block begins.
-bool pilot_at(const BitReader &reader, std::size_t q)
-{
-    uint8_t v = 0;
-    for (int k = 0; k < 3; ++k)
-        if (!reader.byte(q + 8 * std::size_t(k), v) || v != PILOT.value)
-            return false;
-    return true;
-}
+bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
 
 // One reading of the header.
 struct Layout {
@@ -133,21 +126,13 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.raw_name.assign(header.begin() + long(n), header.begin() + long(n + NAME_SIZE));
     entry.name = petscii_name_to_ascii(entry.raw_name.data(), entry.raw_name.size());
     set_checkbyte(entry, checksum, xor_of(entry.payload.data(), entry.payload.size()));
-    entry.has_crc = true;
-    entry.crc32 = crc32_of(entry.payload);
+    set_payload_crc(entry);
     entry.loaded.push_back({l.load, entry.payload});
     fill_entry(ctx, FORMAT, block, entry);
     return true;
 }
 
-BootCodeSpec boot_spec()
-{
-    BootCodeSpec spec;
-    spec.threshold_cycles = FORMAT.threshold_cycles;
-    spec.one_shot = true;
-    spec.compares = {PILOT.value, SYNC};
-    return spec;
-}
+BootCodeSpec boot_spec() { return one_shot_boot_spec(FORMAT, {PILOT.value, SYNC}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
@@ -157,8 +142,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
 // Freeload shares the threshold: the pilot and sync values tell them apart.
 bool identify(const BootFacts &facts)
 {
-    return facts.has_threshold_near(FORMAT.threshold_cycles) && facts.compares_with(PILOT.value) &&
-           facts.compares_with(SYNC);
+    return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC});
 }
 
 const TapeScanner SCANNER = {"usgold", "US Gold", SCAN_FOR_C64, recognise};
