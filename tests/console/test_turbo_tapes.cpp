@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <glib.h>
+
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -58,6 +60,51 @@ TEST_P(TurboTapes, TestReadsEveryBlockAndWritesThePrograms)
         written.push_back(read_bytes(bin + "/prg/" + f));
     for (const NamedPrg &p : programs())
         EXPECT_NE(std::find(written.begin(), written.end(), p.bytes), written.end()) << p.name;
+}
+
+TEST_P(TurboTapes, OffSpeedJitteredTapesReadWhole)
+{
+    const Bytes clean = read_bytes(tape());
+    for (const double speed : {0.92, 0.95, 1.05, 1.08}) {
+        SCOPED_TRACE(testing::Message() << "speed " << speed);
+        // Every ordinary pulse scaled and moved by up to 2 units.
+        Bytes off = clean;
+        uint32_t x = uint32_t(speed * 100);
+        const bool long_forms = clean[TAP_OFFSET_VERSION] != 0;
+        for (std::size_t i = TAP_HEADER_SIZE; i < off.size(); ++i) {
+            if (clean[i] == 0) {
+                i += long_forms ? 3 : 0;
+                continue;
+            }
+            x = x * 1103515245u + 12345u;
+            off[i] = uint8_t(std::clamp(int(clean[i] * speed + 0.5) + int((x >> 16) % 5) - 2, 1, 255));
+        }
+        const std::string t = path("off speed.tap");
+        write_bytes(t, off);
+        ASSERT_EQ(run({"-doprg", "-t", t}).status, 0);
+        expect_consistent_report(report_path(), t);
+        const std::string text = report();
+        EXPECT_EQ(report_value(text, "Read test         : "), "PASS - 0 read errors");
+        EXPECT_EQ(report_value(text, "Checksum test     : ").substr(0, 4), "PASS");
+        EXPECT_EQ(report_values(text, "File Type: UNRECOGNIZED").size(), 0u);
+        std::vector<Bytes> written;
+        for (const std::string &f : prg_files())
+            written.push_back(read_bytes(bin + "/prg/" + f));
+        for (const NamedPrg &p : programs())
+            EXPECT_NE(std::find(written.begin(), written.end(), p.bytes), written.end()) << p.name;
+    }
+}
+
+TEST_P(TurboTapes, CleanWritesATapeThatTestsClean)
+{
+    const std::string t = tape();
+    ASSERT_EQ(run({"-o", t}).status, 0);
+    const std::string cleaned = path(std::string("clean.") + loader().id + " tape.tap");
+    ASSERT_TRUE(g_file_test(cleaned.c_str(), G_FILE_TEST_EXISTS));
+    expect_consistent_report(report_path(), cleaned);
+    EXPECT_EQ(report_value(report(), "Read test         : "), "PASS - 0 read errors");
+    EXPECT_EQ(report_value(report(), "Checksum test     : ").substr(0, 4), "PASS");
+    EXPECT_FALSE(turbo_types().empty());
 }
 
 TEST_P(TurboTapes, NoidRunsEverySelectedScanner)
