@@ -87,7 +87,10 @@ void write_entry(std::string &out, const TapeScan &scan, const TapeEntry &e, boo
         line(out, " - File ID : %s", copy_id_text(e.copy));
     if (e.has_addresses && e.header_entry >= 0 && e.payload.size() != e.size)
         line(out, "Note: %zu bytes read, the header announces %u", e.payload.size(), unsigned(e.size));
-    if (debug)
+    // Formats of one pulse per bit have two lengths; the CBM ROM formats three.
+    if (debug && e.kind == EntryKind::File && e.ideal_units[std::size_t(PulseClass::Long)] == 0)
+        line(out, "Pulse lengths bit 0/bit 1: %.1f/%.1f TAP units (calibrated)", e.pulse_short, e.pulse_medium);
+    else if (debug)
         line(out, "Pulse lengths S/M/L: %.1f/%.1f/%.1f TAP units (calibrated), parity errors: %u", e.pulse_short,
              e.pulse_medium, e.pulse_long, e.parity_errors);
     out += '\n';

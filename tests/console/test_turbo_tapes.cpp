@@ -199,3 +199,14 @@ TEST_F(ConsoleTest, AnUnknownBootFileRunsEverySelectedScanner)
     ASSERT_EQ(run({"-doc64", "-t", t}).status, 0);
     EXPECT_EQ(report_value(report(), "Loader ID   : "), "not needed: no turbo scanner selected");
 }
+
+TEST_F(ConsoleTest, DebugGivesATurboBlocksTwoCalibratedLengths)
+{
+    const std::string t = mktap("tt.tap", {{"GAME", make_prg(0x0801, 300, 43)}}, {"--format", "turbotape"});
+    ASSERT_EQ(run({"-debug", "-t", t}).status, 0);
+    const std::vector<std::string> lines = report_values(report(), "Pulse lengths bit 0/bit 1: ");
+    ASSERT_EQ(lines.size(), 2u);  // the Turbo Tape header and data
+    for (const std::string &l : lines)
+        EXPECT_EQ(l, "26.0/42.0 TAP units (calibrated)");
+    EXPECT_EQ(report_values(report(), "Pulse lengths S/M/L: ").size(), 4u);  // the boot file's copies
+}
