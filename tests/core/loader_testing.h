@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -56,6 +57,30 @@ inline Bytes distorted(const Bytes &tap, double speed, int jitter, uint32_t seed
             continue;
         }
         x = x * 1103515245u + 12345u;
+        const int shift = jitter > 0 ? int((x >> 16) % unsigned(2 * jitter + 1)) - jitter : 0;
+        const int v = int(tap[i] * speed + 0.5) + shift;
+        out[i] = uint8_t(v < 1 ? 1 : v > 255 ? 255 : v);
+    }
+    return out;
+}
+
+// Wow: the speed drifts slowly, as with a stretched tape or a worn capstan:
+// every ordinary pulse scaled by 1 + depth x sin(2 pi i / period), plus up
+// to `jitter` units either way.
+inline Bytes wobbled(const Bytes &tap, double depth, double period, int jitter)
+{
+    Bytes out = tap;
+    uint32_t x = 11;
+    std::size_t pulse = 0;
+    const uint8_t version = tap[TAP_OFFSET_VERSION];
+    for (std::size_t i = TAP_HEADER_SIZE; i < out.size(); ++i, ++pulse) {
+        if (tap[i] == 0) {
+            if (version != 0)
+                i += 3;
+            continue;
+        }
+        x = x * 1103515245u + 12345u;
+        const double speed = 1 + depth * std::sin(6.283185307179586 * double(pulse) / period);
         const int shift = jitter > 0 ? int((x >> 16) % unsigned(2 * jitter + 1)) - jitter : 0;
         const int v = int(tap[i] * speed + 0.5) + shift;
         out[i] = uint8_t(v < 1 ? 1 : v > 255 ? 255 : v);
