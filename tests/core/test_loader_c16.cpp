@@ -318,7 +318,8 @@ TEST(C16RomLoader, ABadParityBitIsCounted)
     t.byte(0x12 ^ 0x34);
     t.wave(LONG);
     t.shorts(100);
-    const auto f = files(scan_of(t.file()));
+    const TapeScan scan = scan_of(t.file());
+    const auto f = files(scan);
     ASSERT_EQ(f.size(), 1u);
     EXPECT_EQ(f[0]->parity_errors, 1u);
     EXPECT_TRUE(f[0]->checkbyte_pass);
