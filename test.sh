@@ -21,15 +21,15 @@ run_suite() {   # build-folder, extra cmake arguments...
 }
 
 echo "=== Build and test ==="
-run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo || failed=1
+run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQM_WERROR=ON || failed=1
 
 echo "=== Sanitizer build (AddressSanitizer + UndefinedBehaviorSanitizer) and test ==="
-run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DQM_SANITIZE=ON || failed=1
+run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DQM_SANITIZE=ON -DQM_WERROR=ON || failed=1
 
 if command -v clang++ >/dev/null; then
   echo "=== Fuzz harnesses (libFuzzer), a short run each ==="
   if cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang -DQM_FUZZ=ON \
-       -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null &&
+       -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQM_WERROR=ON >/dev/null &&
      cmake --build build-fuzz -j"$jobs" --target fuzzers; then
     fuzz/run-short.sh build-fuzz || failed=1
   else

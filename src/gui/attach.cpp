@@ -138,6 +138,31 @@ void on_open_file_selection_changed(GtkFileChooser *chooser, gpointer labels)
     gtk_label_set_text(GTK_LABEL(values[2]), preview.video.c_str());
 }
 
+bool attach_tape_from_command_line(const char *argument)
+{
+    GFile *file = g_file_new_for_commandline_arg(argument);
+    gchar *path = g_file_get_path(file);
+    g_object_unref(file);
+    if (path == nullptr || !g_file_test(path, G_FILE_TEST_IS_REGULAR)) {
+        gchar *text = g_strdup_printf(_("The tape '%s' given on the command line is not a file that can be attached."),
+                                      argument);
+        // The dialog reads its text as a format: a '%' of the name is doubled.
+        gchar **parts = g_strsplit(text, "%", -1);
+        gchar *escaped = g_strjoinv("%%", parts);
+        common_create_simple_error_dialog(GTK_WINDOW(mainwindow), escaped);
+        g_free(escaped);
+        g_strfreev(parts);
+        g_free(text);
+        g_free(path);
+        return false;
+    }
+    gchar *folder = g_path_get_dirname(path);
+    attach_tape(path, folder);
+    g_free(folder);
+    g_free(path);
+    return true;
+}
+
 bool main_window_accept_drop(GtkSelectionData *data)
 {
     gchar **uris = nullptr;

@@ -235,3 +235,31 @@ TEST_F(Attach, DropOfDataThatIsNoUriListFails)
     EXPECT_FALSE(main_window_accept_drop(nullptr));
     EXPECT_EQ(utf8_path_lastopenTAP, nullptr);
 }
+
+TEST_F(Attach, ATapeNamedOnTheCommandLineIsAttached)
+{
+    const std::string tape = tmp + "/my tape's 100%.tap";
+    write_file(tape, std::string("C64-TAPE-RAW\x01", 13) + std::string(107, '\0'));
+    // Relative to the working folder, as a shell passes it.
+    ASSERT_EQ(g_chdir(tmp.c_str()), 0);
+    EXPECT_TRUE(attach_tape_from_command_line("my tape's 100%.tap"));
+    EXPECT_EQ(std::string(utf8_path_lastopenTAP), tape);
+    EXPECT_EQ(std::string(utf8_path_lastopenfolder), tmp);
+    EXPECT_EQ(statusbar_text(), " Attached file: my tape's 100%.tap");
+    EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_test")));
+}
+
+TEST_F(Attach, AMissingTapeOnTheCommandLineSaysSo)
+{
+    std::string said;
+    answer_dialog("Error", [&](GtkWidget *dialog) {
+        said = all_label_texts(dialog);
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
+    });
+    EXPECT_FALSE(attach_tape_from_command_line("/no/such/tape 50%.tap"));
+    EXPECT_TRUE(all_dialogs_answered());
+    EXPECT_NE(said.find("The tape '/no/such/tape 50%.tap' given on the command line is not a file that can be attached."),
+              std::string::npos)
+        << said;
+    EXPECT_EQ(utf8_path_lastopenTAP, nullptr);
+}
