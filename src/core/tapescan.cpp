@@ -7,7 +7,8 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <array>
+
+#include <zlib.h>
 
 const char ENTRY_TYPE_PAUSE[] = "PAUSE";
 const char ENTRY_TYPE_UNRECOGNIZED[] = "UNRECOGNIZED";
@@ -331,28 +332,15 @@ ScanTotals scan_totals(const TapeScan &scan)
 
 // --- CRC-32 -------------------------------------------------------------
 
-namespace {
-
-constexpr std::array<uint32_t, 256> make_crc_table()
-{
-    std::array<uint32_t, 256> table{};
-    for (uint32_t n = 0; n < 256; ++n) {
-        uint32_t c = n;
-        for (int k = 0; k < 8; ++k)
-            c = (c & 1u) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-        table[n] = c;
-    }
-    return table;
-}
-
-constexpr std::array<uint32_t, 256> CRC_TABLE = make_crc_table();
-
-} // namespace
-
 uint32_t crc32_update(uint32_t crc, const uint8_t *data, std::size_t size)
 {
-    crc = ~crc;
-    for (std::size_t i = 0; i < size; ++i)
-        crc = CRC_TABLE[(crc ^ data[i]) & 0xFFu] ^ (crc >> 8);
-    return ~crc;
+    // zlib takes lengths as unsigned int: a huge buffer goes in pieces.
+    uLong value = crc;
+    while (size > 0) {
+        const uInt piece = size > 0x40000000u ? 0x40000000u : uInt(size);
+        value = ::crc32(value, data, piece);
+        data += piece;
+        size -= piece;
+    }
+    return uint32_t(value);
 }
