@@ -98,8 +98,7 @@ void on_openfile_activate()
     const int shown = filter_lastopenTAP >= 0 && filter_lastopenTAP <= 2 ? filter_lastopenTAP : 3;
     gtk_file_chooser_set_filter(chooser, filters[shown]);
 
-    if (utf8_path_lastopenfolder && g_file_test(utf8_path_lastopenfolder, G_FILE_TEST_IS_DIR))
-        gtk_file_chooser_set_current_folder(chooser, utf8_path_lastopenfolder);
+    common_set_dialog_start_folder(chooser, utf8_path_lastopenfolder);
 
     GtkWidget *values[3];
     gtk_file_chooser_set_extra_widget(chooser, create_preview_row(values));

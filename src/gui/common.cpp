@@ -148,6 +148,14 @@ void common_create_friendly_dialog(const gchar *title, const gchar *text)
     gtk_widget_show_all(dialog);
 }
 
+void common_set_dialog_start_folder(GtkFileChooser *chooser, const gchar *folder)
+{
+    if (folder != nullptr && g_file_test(folder, G_FILE_TEST_IS_DIR))
+        gtk_file_chooser_set_current_folder(chooser, folder);
+    else
+        gtk_file_chooser_set_current_folder(chooser, g_get_home_dir());
+}
+
 void common_create_simple_error_dialog(GtkWindow *parent, const gchar *text)
 {
     // The text is the message's format, so a "%" in it is interpreted.
@@ -239,8 +247,7 @@ void on_textview_report_save_contents_activate(GtkMenuItem *, gpointer)
     gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), proposed);
     g_free(proposed);
     g_free(base);
-    if (utf8_path_lasttestedfolder)
-        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lasttestedfolder);
+    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lasttestedfolder);
     gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(dialog), TRUE);
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
 

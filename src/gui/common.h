@@ -24,6 +24,9 @@ void common_advertise_progress(gdouble fraction);
 
 void common_create_friendly_dialog(const gchar *title, const gchar *text);
 void common_create_simple_error_dialog(GtkWindow *parent, const gchar *text);
+// Where a file dialog starts: `folder` when it is one, else the user's home
+// folder (never an empty "Recently Used" view).
+void common_set_dialog_start_folder(GtkFileChooser *chooser, const gchar *folder);
 
 void common_save_as_png(GtkWidget *widget, GdkDrawable *drawable, const gchar *path,
                         const gchar *suffix);

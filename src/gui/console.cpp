@@ -472,8 +472,7 @@ void on_toolbutton_clean_clicked(GtkToolButton *, gpointer)
 void on_toolbutton_batch_clicked(GtkToolButton *, gpointer)
 {
     GtkWidget *dialog = create_filechooserdialog_open_batch_location();
-    if (utf8_path_lastopenfolder)
-        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lastopenfolder);
+    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lastopenfolder);
     if (gtk_dialog_run(GTK_DIALOG(dialog)) != GTK_RESPONSE_OK) {
         gtk_widget_destroy(dialog);
         return;

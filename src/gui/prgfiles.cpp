@@ -298,8 +298,7 @@ void prgfiles_load_foreign(int view)
     gtk_file_chooser_add_filter(chooser, prg);
     gtk_file_chooser_add_filter(chooser, all);
     gtk_file_chooser_set_filter(chooser, filter_lastopenPRG == 0 ? prg : all);
-    if (path_lastopenprgfolder)
-        gtk_file_chooser_set_current_folder(chooser, path_lastopenprgfolder);
+    common_set_dialog_start_folder(chooser, path_lastopenprgfolder);
 
     if (gtk_dialog_run(GTK_DIALOG(dialog)) != GTK_RESPONSE_OK) {
         gtk_widget_destroy(dialog);
@@ -330,8 +329,7 @@ void prgfiles_save_a_copy()
     GtkWidget *dialog = create_filechooserdialog_save_generic();
     gtk_window_set_title(GTK_WINDOW(dialog), _("Save a copy of a PRG file"));
     gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), name);
-    if (utf8_path_lasttestedfolder)
-        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lasttestedfolder);
+    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lasttestedfolder);
     gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(dialog), TRUE);
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
     if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {

@@ -36,8 +36,7 @@ void on_button_report_save_summary_clicked(GtkButton *, gpointer)
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
     const gchar *start = utf8_path_lastopenfolder_report ? utf8_path_lastopenfolder_report
                                                          : utf8_path_lasttestedfolder;
-    if (start)
-        gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), start);
+    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), start);
 
     if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
         gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));

@@ -263,3 +263,22 @@ TEST_F(Attach, AMissingTapeOnTheCommandLineSaysSo)
         << said;
     EXPECT_EQ(utf8_path_lastopenTAP, nullptr);
 }
+
+TEST_F(Attach, WithoutALastFolderTheDialogStartsAtHome)
+{
+    replace_owned_string(utf8_path_lastopenfolder, nullptr);
+    std::string shown;
+    answer_dialog("Select a tape image", [&](GtkWidget *dialog) {
+        pump_until([&] {
+            gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
+            shown = folder ? folder : "";
+            g_free(folder);
+            return shown == g_get_home_dir();
+        }, 3000);
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
+    });
+    on_openfile_activate();
+    EXPECT_TRUE(all_dialogs_answered());
+    EXPECT_EQ(shown, std::string(g_get_home_dir()));
+    EXPECT_EQ(shown, tmp);  // the tests' HOME
+}
