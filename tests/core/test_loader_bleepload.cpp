@@ -61,7 +61,7 @@ void append_pause(Bytes &tap) { tap_append_pause(tap, 200000, 1); }
 
 Bytes boot_tape()
 {
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = 562;
     loop.compares = {0x0F, 0xF0};
     return turbo::tape_with_boot_file(make_boot_program(loop), "FIREBIRD", turbo::TapeOptions());
@@ -289,7 +289,7 @@ TEST(BleeploadLoader, PilotsThatLeadNowhereAreNotBlocks)
 
 TEST(BleeploadLoader, IdentifiedByItsThreshold)
 {
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = 562;
     const Bytes code = make_boot_program(loop);
     EXPECT_TRUE(LOADER_BLEEPLOAD.identify(read_boot_code(code.data(), code.size())));

@@ -33,7 +33,7 @@ Bytes bare_tape() { return tap_file_header(1, false, false, 0); }
 
 Bytes tape_with_boot(uint8_t pilot, uint8_t sync, bool lsb_first, std::vector<uint8_t> parameters = {})
 {
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = 384;
     loop.one_shot = true;
     loop.lsb_first = lsb_first;
@@ -235,7 +235,7 @@ TEST(BurnerLoader, PilotsThatLeadNowhereAreNotFiles)
 
 TEST(BurnerLoader, IdentifiedByThresholdAndAKnownPair)
 {
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = 384;
     loop.compares = {0x96, 0xAD};
     const Bytes code = make_boot_program(loop);
@@ -291,7 +291,7 @@ TEST(BurnerLoader, AnotherLoadersBootCodeLendsNoPilot)
 {
     // Compares with $5C/$3A, but a timer of 360 cycles: not Burner's code.
     const File a = file(0x0801, 200, 20);
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = 360;
     loop.compares = {0x5C, 0x3A};
     Bytes tap = turbo::tape_with_boot_file(make_boot_program(loop), "OTHER", turbo::TapeOptions());
@@ -309,7 +309,7 @@ TEST(BurnerLoader, BootCodeInTheHeadersSpareBytesCounts)
 {
     // The header carries the loop (compares $5C/$3A, ROR); the data block is
     // a BASIC line with no code.
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = 384;
     loop.lsb_first = true;
     loop.compares = {0x5C, 0x3A};

@@ -247,18 +247,18 @@ TEST(FreeloadScanner, UsGoldTapesAreNotFreeloadAndTheBootFilesTellThemApart)
 
 TEST(FreeloadScanner, BootCodeNeedsTheThresholdAndBothCompares)
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = 360;
-    spec.compares = {0x40, 0x5A};
-    const Bytes good = make_boot_program(spec);
+    BootCodePlan plan;
+    plan.threshold_cycles = 360;
+    plan.compares = {0x40, 0x5A};
+    const Bytes good = make_boot_program(plan);
     EXPECT_TRUE(LOADER_FREELOAD.identify(read_boot_code(good.data(), good.size())));
     EXPECT_FALSE(LOADER_USGOLD.identify(read_boot_code(good.data(), good.size())));
-    spec.threshold_cycles = 480;
-    const Bytes slow = make_boot_program(spec);
+    plan.threshold_cycles = 480;
+    const Bytes slow = make_boot_program(plan);
     EXPECT_FALSE(LOADER_FREELOAD.identify(read_boot_code(slow.data(), slow.size())));
-    spec.threshold_cycles = 360;
-    spec.compares = {0x40, 0xFF};
-    const Bytes mixed = make_boot_program(spec);
+    plan.threshold_cycles = 360;
+    plan.compares = {0x40, 0xFF};
+    const Bytes mixed = make_boot_program(plan);
     EXPECT_FALSE(LOADER_FREELOAD.identify(read_boot_code(mixed.data(), mixed.size())));
     EXPECT_FALSE(LOADER_USGOLD.identify(read_boot_code(mixed.data(), mixed.size())));
 }

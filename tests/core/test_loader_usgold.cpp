@@ -272,17 +272,17 @@ TEST(UsGoldScanner, FreeloadTapesAreNotUsGoldAndBootCodeNeedsBothCompares)
     const TapeScan scan = scan_tape(free.data(), free.size());
     EXPECT_TRUE(gold(scan).empty());
 
-    BootCodeSpec spec;
-    spec.threshold_cycles = 360;
-    spec.compares = {0x20, 0xFF};
-    const Bytes good = make_boot_program(spec);
+    BootCodePlan plan;
+    plan.threshold_cycles = 360;
+    plan.compares = {0x20, 0xFF};
+    const Bytes good = make_boot_program(plan);
     EXPECT_TRUE(LOADER_USGOLD.identify(read_boot_code(good.data(), good.size())));
     EXPECT_FALSE(LOADER_FREELOAD.identify(read_boot_code(good.data(), good.size())));
-    spec.compares = {0x20};
-    const Bytes pilot_only = make_boot_program(spec);
+    plan.compares = {0x20};
+    const Bytes pilot_only = make_boot_program(plan);
     EXPECT_FALSE(LOADER_USGOLD.identify(read_boot_code(pilot_only.data(), pilot_only.size())));
-    spec.compares = {0x20, 0xFF};
-    spec.threshold_cycles = 263;
-    const Bytes other = make_boot_program(spec);
+    plan.compares = {0x20, 0xFF};
+    plan.threshold_cycles = 263;
+    const Bytes other = make_boot_program(plan);
     EXPECT_FALSE(LOADER_USGOLD.identify(read_boot_code(other.data(), other.size())));
 }

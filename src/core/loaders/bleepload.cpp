@@ -280,7 +280,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
     error = programs_problem(prgs);
     if (!error.empty())
         return {};
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = FORMAT.threshold_cycles;
     loop.one_shot = true;
     loop.compares = {FIRST_PILOT, uint8_t(FIRST_PILOT ^ 0xFF)};

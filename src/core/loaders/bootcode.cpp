@@ -94,20 +94,20 @@ std::vector<uint8_t> basic_sys_line()
     return {0x01, 0x08, 0x0B, 0x08, 0x0A, 0x00, 0x9E, '2', '0', '6', '1', 0x00, 0x00, 0x00};
 }
 
-std::vector<uint8_t> boot_code(const BootCodeSpec &spec)
+std::vector<uint8_t> boot_code(const BootCodePlan &plan)
 {
-    const unsigned latch = spec.one_shot ? spec.threshold_cycles : spec.threshold_cycles + 0x200;
+    const unsigned latch = plan.one_shot ? plan.threshold_cycles : plan.threshold_cycles + 0x200;
     std::vector<uint8_t> c = {SEI,
                               LDA_IMM, uint8_t(latch & 0xFF), STA_ABS, 0x04, 0xDD,
                               LDA_IMM, uint8_t(latch >> 8), STA_ABS, 0x05, 0xDD,
-                              LDA_IMM, uint8_t(spec.one_shot ? 0x19 : 0x11), STA_ABS, 0x0F, 0xDD};
+                              LDA_IMM, uint8_t(plan.one_shot ? 0x19 : 0x11), STA_ABS, 0x0F, 0xDD};
     // The bit read: timer state into the carry, rotated into a byte.
-    const uint8_t rotate = spec.lsb_first ? ROR_ZP : ROL_ZP;
-    if (spec.one_shot)
+    const uint8_t rotate = plan.lsb_first ? ROR_ZP : ROL_ZP;
+    if (plan.one_shot)
         c.insert(c.end(), {LDA_ABS, 0x0D, 0xDD, LSR_A, LSR_A, rotate, 0xA9});
     else
         c.insert(c.end(), {LDA_ABS, 0x07, 0xDD, EOR_IMM, 0x02, LSR_A, LSR_A, rotate, 0xA9});
-    for (const uint8_t value : spec.compares)
+    for (const uint8_t value : plan.compares)
         c.insert(c.end(), {0xA5, 0xA9, CMP_IMM, value, BNE, 0xF0});
     c.push_back(RTS);
     return c;
@@ -115,16 +115,16 @@ std::vector<uint8_t> boot_code(const BootCodeSpec &spec)
 
 } // namespace
 
-std::vector<uint8_t> make_boot_program(const BootCodeSpec &spec)
+std::vector<uint8_t> make_boot_program(const BootCodePlan &plan)
 {
     std::vector<uint8_t> prg = basic_sys_line();
-    const std::vector<uint8_t> code = boot_code(spec);
+    const std::vector<uint8_t> code = boot_code(plan);
     prg.insert(prg.end(), code.begin(), code.end());
-    prg.insert(prg.end(), spec.parameters.begin(), spec.parameters.end());
+    prg.insert(prg.end(), plan.parameters.begin(), plan.parameters.end());
     return prg;
 }
 
-std::size_t boot_parameters_offset(const BootCodeSpec &spec)
+std::size_t boot_parameters_offset(const BootCodePlan &plan)
 {
-    return basic_sys_line().size() + boot_code(spec).size();
+    return basic_sys_line().size() + boot_code(plan).size();
 }

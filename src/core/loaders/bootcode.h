@@ -30,7 +30,7 @@ struct BootFacts {
 BootFacts read_boot_code(const uint8_t *code, std::size_t size);
 
 // What the encoders' boot code sets up.
-struct BootCodeSpec {
+struct BootCodePlan {
     unsigned threshold_cycles = 0;
     bool one_shot = true;              // one-shot timer idiom, else continuous
     bool lsb_first = false;            // bits rotated in from the top (ROR), else from the bottom (ROL)
@@ -39,11 +39,11 @@ struct BootCodeSpec {
 };
 
 // A PRG (load address $0801 first) holding a BASIC line "SYS 2061" and code
-// that sets the timer with the spec's threshold, reads bits with the
-// matching idiom and compares with the spec's bytes; the parameters follow
+// that sets the timer with the plan's threshold, reads bits with the
+// matching idiom and compares with the plan's bytes; the parameters follow
 // the code. The code only has to carry what the scanners read from it.
-std::vector<uint8_t> make_boot_program(const BootCodeSpec &spec);
+std::vector<uint8_t> make_boot_program(const BootCodePlan &plan);
 
 // Where make_boot_program put the parameters (offset in the PRG, load
 // address included), for loaders that read them back.
-std::size_t boot_parameters_offset(const BootCodeSpec &spec);
+std::size_t boot_parameters_offset(const BootCodePlan &plan);

@@ -381,9 +381,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 
 constexpr Variant WRITTEN = KNOWN[0];
 
-BootCodeSpec boot_loop(std::size_t files)
+BootCodePlan boot_loop(std::size_t files)
 {
-    BootCodeSpec loop;
+    BootCodePlan loop;
     loop.threshold_cycles = THRESHOLD_CYCLES;
     loop.one_shot = true;
     loop.lsb_first = WRITTEN.order == BitOrder::LsbFirst;

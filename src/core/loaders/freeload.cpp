@@ -81,7 +81,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     return true;
 }
 
-BootCodeSpec boot_spec() { return one_shot_boot_spec(FORMAT, {PILOT.value, SYNC}); }
+BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, SYNC}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
@@ -91,7 +91,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
             error = "a Freeload block holds at least one byte";
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_spec()), "FREELOAD", options);
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "FREELOAD", options);
     for (std::size_t i = 0; i < prgs.size(); ++i) {
         const PrgInput &prg = prgs[i];
         const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);

@@ -282,9 +282,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     return true;
 }
 
-BootCodeSpec boot_setup()
+BootCodePlan boot_setup()
 {
-    BootCodeSpec setup;
+    BootCodePlan setup;
     setup.threshold_cycles = FORMAT.threshold_cycles;
     setup.one_shot = false;
     setup.compares = {SYNC, SPECIAL};

@@ -71,9 +71,9 @@ bool type3_end(const BitReader &reader, std::size_t p)
     return std::all_of(bytes.begin(), bytes.begin() + PAGE, [](uint8_t b) { return b == 0; });
 }
 
-BootCodeSpec boot_setup()
+BootCodePlan boot_setup()
 {
-    BootCodeSpec setup;
+    BootCodePlan setup;
     setup.threshold_cycles = FORMAT.threshold_cycles;
     setup.one_shot = false;
     return setup;
@@ -228,7 +228,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
             error = "an Ocean chain holds at least one byte and loads nothing in page $00";
     if (!error.empty())
         return {};
-    BootCodeSpec setup = boot_setup();
+    BootCodePlan setup = boot_setup();
     std::vector<uint8_t> &bounds = setup.parameters;
     bounds.push_back(uint8_t(prgs.size()));
     for (const PrgInput &prg : prgs) {

@@ -286,13 +286,13 @@ void set_addresses(TapeEntry &entry, uint16_t load, uint16_t end)
 
 // --- Encoding --------------------------------------------------------------
 
-BootCodeSpec one_shot_boot_spec(const Format &format, std::vector<uint8_t> compares)
+BootCodePlan one_shot_boot_plan(const Format &format, std::vector<uint8_t> compares)
 {
-    BootCodeSpec spec;
-    spec.threshold_cycles = format.threshold_cycles;
-    spec.one_shot = true;
-    spec.compares = std::move(compares);
-    return spec;
+    BootCodePlan plan;
+    plan.threshold_cycles = format.threshold_cycles;
+    plan.one_shot = true;
+    plan.compares = std::move(compares);
+    return plan;
 }
 
 std::vector<uint8_t> tape_with_boot_file(const std::vector<uint8_t> &boot_prg, const std::string &name,

@@ -216,7 +216,7 @@ struct TapeOptions {
 
 // Boot code with a one-shot timer of the format's threshold that compares
 // with the given bytes (pilot, sync...).
-BootCodeSpec one_shot_boot_spec(const Format &format, std::vector<uint8_t> compares);
+BootCodePlan one_shot_boot_plan(const Format &format, std::vector<uint8_t> compares);
 
 // A C64 TAP file (header and data, size field not yet set) beginning with a
 // CBM boot file holding `boot_prg` under `name`, then a pause.

@@ -134,14 +134,14 @@ void append_block(std::vector<uint8_t> &tap, uint8_t type, const std::vector<uin
     w.zeros(TRAILER_WRITTEN);
 }
 
-BootCodeSpec boot_spec() { return one_shot_boot_spec(FORMAT, {PILOT.value, SYNC.front()}); }
+BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
     error = programs_problem(prgs);
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_spec()), "TURBO TAPE", options);
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "TURBO TAPE", options);
     for (std::size_t i = 0; i < prgs.size(); ++i) {
         const PrgInput &prg = prgs[i];
         const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
