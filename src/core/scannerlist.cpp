@@ -111,7 +111,13 @@ std::string scanner_rows_text(const std::vector<ScannerRow> &rows)
 
 bool save_scanner_rows(const std::string &folder, const std::vector<ScannerRow> &rows)
 {
-    FILE *file = g_fopen(scanners_file_path(folder).c_str(), "w+");
+    // A list that is a link to the shipped one (an installed front end's
+    // console folder) becomes the user's own file: the shipped list is not
+    // the user's to change.
+    const std::string path = scanners_file_path(folder);
+    if (g_file_test(path.c_str(), G_FILE_TEST_IS_SYMLINK))
+        g_unlink(path.c_str());
+    FILE *file = g_fopen(path.c_str(), "w+");
     if (file == nullptr)
         return false;
     const std::string text = scanner_rows_text(rows);

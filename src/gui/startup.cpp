@@ -14,6 +14,8 @@
 #include "gui/split.h"
 #include "gui/support.h"
 
+#include "core/installpaths.h"
+
 #include <glib/gi18n-lib.h>
 
 #include <clocale>
@@ -50,7 +52,10 @@ void attach_menu(const char *tool_button, GtkWidget *menu)
 
 void quillmarfe_startup(int *argc, char ***argv)
 {
-    bindtextdomain(GETTEXT_PACKAGE, "");
+    // The catalogues of the install (or of the build tree) the program runs
+    // from; "" (the working folder) when neither has any.
+    const std::string program_folder = running_program_folder();
+    bindtextdomain(GETTEXT_PACKAGE, message_catalogue_folder(program_folder).c_str());
     bind_textdomain_codeset(GETTEXT_PACKAGE, "UTF-8");
     textdomain(GETTEXT_PACKAGE);
 
@@ -69,10 +74,22 @@ void quillmarfe_startup(int *argc, char ***argv)
     common_init_textview_properties();
 
     gchar *cwd = g_get_current_dir();
-    replace_owned_string(utf8_path_consolelocation, cwd);
+    // Started beside its console program, the front end works there; an
+    // installed one started elsewhere (from the menu) works in the user's own
+    // console folder, where the console may write its reports.
+    const ConsoleFolderChoice console_folder = choose_default_console_location(
+        cwd, program_folder, shipped_data_folder(program_folder), user_console_folder());
+    replace_owned_string(utf8_path_consolelocation, console_folder.folder.c_str());
     g_free(cwd);
 
     log_environment();
+    if (!console_folder.error.empty()) {
+        gchar *line = g_strdup_printf(_("Cannot prepare the console folder (%s); the console location "
+                                        "stays the working folder.\n"),
+                                      console_folder.error.c_str());
+        common_append_log_textview(line);
+        g_free(line);
+    }
 
     options_module_init();
     options_init_checkbuttons();
