@@ -11,6 +11,7 @@ packages=(
   cc65
   xvfb xauth x11-apps
   fonts-dejavu-core fonts-liberation
+  dpkg-dev file xz-utils
 )
 
 missing=()

@@ -1,6 +1,7 @@
 // quillmarfe-cli: what the front end shows and writes, for scripts. Each
 // subcommand shares the core code with the window.
 #include "cli/subcommands.h"
+#include "core/appinfo.h"
 
 #include <cstdio>
 #include <cstring>
@@ -34,7 +35,8 @@ void print_overview(FILE *out)
     std::fprintf(out, "usage: quillmarfe-cli SUBCOMMAND [ARGS...]\n\nSubcommands:\n");
     for (const Subcommand &command : subcommands)
         std::fprintf(out, "  %-28s %s\n", command.usage, command.help);
-    std::fprintf(out, "\n'quillmarfe-cli SUBCOMMAND --help' describes one subcommand.\n");
+    std::fprintf(out, "\n'quillmarfe-cli SUBCOMMAND --help' describes one subcommand; "
+                      "'quillmarfe-cli --version' names the version.\n");
 }
 
 } // namespace
@@ -44,6 +46,10 @@ int main(int argc, char **argv)
     if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0) {
         print_overview(argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;
+    }
+    if (std::strcmp(argv[1], "--version") == 0) {
+        std::printf("quillmarfe-cli %s (%s)\n", QUILLMARFE_VERSION, QUILLMARFE_NAME);
+        return 0;
     }
     for (const Subcommand &command : subcommands) {
         if (std::strcmp(argv[1], command.name) != 0)

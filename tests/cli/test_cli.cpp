@@ -118,3 +118,10 @@ TEST_F(Cli, UsageErrorsAndHelp)
     EXPECT_EQ(overview.status, 0);
     EXPECT_NE(overview.out.find("header FILE"), std::string::npos);
 }
+
+TEST_F(Cli, VersionNamesTheProgramAndItsVersion)
+{
+    const ProgramRun r = run_cli({"--version"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "quillmarfe-cli 0.40 (Quillmar Front End)\n");
+}
