@@ -87,8 +87,8 @@ GtkWidget *console_group(GtkWidget *top)
 
     GtkWidget *redirect = ui::check_button(top, "checkbutton_redirect_console_output",
                                            "_Redirect console output to the System Log",
-                                           "If this option is enabled then what the console "
-                                           "program prints is shown in the System Log");
+                                           N_("If this option is enabled then what the console "
+                                           "program prints is shown in the System Log"));
     gtk_table_attach(GTK_TABLE(table), redirect, 0, 2, 2, 3, GTK_FILL, GTK_FILL, 0, 0);
     return frame;
 }
@@ -99,11 +99,11 @@ GtkWidget *button_row(GtkWidget *top)
     gtk_button_box_set_layout(GTK_BUTTON_BOX(row), GTK_BUTTONBOX_END);
     gtk_box_set_spacing(GTK_BOX(row), 6);
     GtkWidget *font = ui::button(top, "button_options_font", "Font...", GTK_STOCK_SELECT_FONT,
-                                 "Change font used in text areas");
+                                 N_("Change font used in text areas"));
     GtkWidget *defaults = ui::button(top, "button_options_restore_defaults", "_Defaults",
-                                     GTK_STOCK_UNDO, "Restore defaults");
+                                     GTK_STOCK_UNDO, N_("Restore defaults"));
     GtkWidget *save = ui::button(top, "button_options_save_config", "Save", GTK_STOCK_SAVE,
-                                 "Save options");
+                                 N_("Save options"));
     for (GtkWidget *button : {font, defaults, save})
         gtk_container_add(GTK_CONTAINER(row), button);
     g_signal_connect(font, "clicked", G_CALLBACK(on_button_options_font_clicked), nullptr);
@@ -124,8 +124,8 @@ GtkWidget *create_page_options(GtkWidget *top)
                        top, "checkbutton_move_files_after_clean",
                        "_Move files to their original folder after cleaning them (use with "
                        "Quillmar 0.24 or older)",
-                       "If this option is enabled then each cleaned file is moved to the folder "
-                       "where the source file is (only required for Quillmar 0.24 or older)"));
+                       N_("If this option is enabled then each cleaned file is moved to the folder "
+                       "where the source file is (only required for Quillmar 0.24 or older)")));
     ui::pack(vbox, console_group(top));
 
     // The page is taller than the default window: let it scroll.

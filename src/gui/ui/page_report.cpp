@@ -56,7 +56,7 @@ GtkWidget *create_interactive_tab(GtkWidget *top)
     ui::pack(results, ui::named(top, nullptr, gtk_vseparator_new()), false, false, 2);
     pack_test_result(top, results, "Checkbyte test:", "image_checkbyte_test");
     GtkWidget *save = ui::button(top, "button_report_save_summary", "S_ave summary",
-                                 "gtk-save-as", "Export summary to HTML file");
+                                 "gtk-save-as", N_("Export summary to HTML file"));
     gtk_box_pack_end(GTK_BOX(results), save, FALSE, FALSE, 0);
     ui::pack(vbox, results, false, true, 0);
 

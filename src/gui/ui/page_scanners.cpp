@@ -73,11 +73,11 @@ GtkWidget *create_page_scanners(GtkWidget *top)
 
     GtkWidget *lower = ui::named(top, "hbox_scanners_buttons", gtk_hbox_new(FALSE, 6));
     ui::pack(lower, ui::button(top, "button_scanners_select_all", "Select _All", "gtk-apply",
-                               "Enable all scanners"));
+                               N_("Enable all scanners")));
     ui::pack(lower, ui::button(top, "button_scanners_select_none", "Select _None", "gtk-cancel",
-                               "If just a tiny subset of scanners needs to be enabled, start "
+                               N_("If just a tiny subset of scanners needs to be enabled, start "
                                "with disabling them all and then just select the ones "
-                               "required"));
+                               "required")));
     ui::pack(lower, ui::named(top, nullptr, gtk_vseparator_new()), false, false, 2);
     ui::pack(lower, create_exclude_all(top));
     ui::pack(page, lower, false, true, 0);

@@ -53,12 +53,12 @@ GtkWidget *create_tape_editor(GtkWidget *top)
     GtkWidget *buttons = ui::named(top, "hbox_tape_editor_buttons", gtk_hbox_new(FALSE, 6));
     ui::pack(buttons, ui::button(top, "button_tape_editor_exclude_unrecognized",
                                  "Exclude _Unrecognized", "gtk-remove",
-                                 "Exclude unrecognized files"));
+                                 N_("Exclude unrecognized files")));
     ui::pack(buttons, ui::button(top, "button_tape_editor_include_all_files", "Include _All Files",
-                                 "gtk-add", "Include back all files"));
+                                 "gtk-add", N_("Include back all files")));
     gtk_box_pack_end(GTK_BOX(buttons),
                      ui::button(top, "button_tape_editor_save_tape_as", "_Save Tape", "gtk-save",
-                                "Save resulting tape to disk"),
+                                N_("Save resulting tape to disk")),
                      FALSE, FALSE, 0);
     ui::pack(vbox, buttons, false, true, 0);
     return vbox;
@@ -72,12 +72,12 @@ GtkWidget *create_tape_split(GtkWidget *top)
 
     GtkWidget *buttons = ui::named(top, "hbox_tape_split_buttons", gtk_hbox_new(FALSE, 6));
     ui::pack(buttons, ui::button(top, "button_tape_split_analyze", "_Analyze", "gtk-find",
-                                 "Mark the split points automatically"));
+                                 N_("Mark the split points automatically")));
     ui::pack(buttons, ui::button(top, "button_tape_split_clear_all", "_Clear All", "gtk-clear",
-                                 "Clear all the split points"));
+                                 N_("Clear all the split points")));
     gtk_box_pack_end(GTK_BOX(buttons),
                      ui::button(top, "button_tape_split_split", "_Split", "gtk-cut",
-                                "Split the tape at the marked points"),
+                                N_("Split the tape at the marked points")),
                      FALSE, FALSE, 0);
     ui::pack(vbox, buttons, false, true, 0);
     return vbox;
@@ -89,7 +89,7 @@ GtkWidget *create_cbm_repair_navigation(GtkWidget *top)
 {
     GtkWidget *row = ui::named(top, "hbox_cbm_file_repair_navigation", gtk_hbox_new(FALSE, 6));
     ui::pack(row, ui::button(top, "button_cbm_file_repair_analyze", "A_nalyze", "gtk-find",
-                             "Look for faulty CBM files that can be fixed from their twin copy"));
+                             N_("Look for faulty CBM files that can be fixed from their twin copy")));
     ui::pack(row, ui::named(top, nullptr, gtk_vseparator_new()));
 
     ui::pack(row, icon_button(top, "button_cbm_file_repair_previous_region", "gtk-go-back",
@@ -111,12 +111,12 @@ GtkWidget *create_cbm_repair_navigation(GtkWidget *top)
     ui::pack(row, ui::named(top, nullptr, gtk_vseparator_new()));
 
     ui::pack(row, ui::check_button(top, "checkbutton_cbm_file_repair_fix_region",
-                                   "Fix this _region", "Include this region in the repair"));
+                                   "Fix this _region", N_("Include this region in the repair")));
 
     gtk_box_pack_end(GTK_BOX(row),
                      ui::button(top, "button_cbm_file_repair_fix_all", "_Fix All", "gtk-execute",
-                                "Write a repaired copy of the tape with the selected regions "
-                                "fixed"),
+                                N_("Write a repaired copy of the tape with the selected regions "
+                                "fixed")),
                      FALSE, FALSE, 0);
     return row;
 }
@@ -175,7 +175,7 @@ GtkWidget *create_cbm_repair_breakdown(GtkWidget *top)
     ui::pack(hbox, scroll, true, true, 0);
     GtkWidget *side = ui::named(top, nullptr, gtk_vbox_new(FALSE, 0));
     ui::pack(side, ui::button(top, "button_cbm_file_repair_select_all", "Select _All",
-                              "gtk-select-all", "Include every row of this region"));
+                              "gtk-select-all", N_("Include every row of this region")));
     ui::pack(hbox, side);
     gtk_container_add(GTK_CONTAINER(expander), hbox);
     return ui::named(top, "expander_cbm_file_repair_region_breakdown", expander);
@@ -254,7 +254,7 @@ GtkWidget *create_tape_analysis(GtkWidget *top)
 
     GtkWidget *controls = ui::named(top, "hbox_tape_analysis_controls", gtk_hbox_new(FALSE, 6));
     ui::pack(controls, ui::button(top, "button_tape_analysis_parse", "_Parse", "gtk-execute",
-                                  "Parse the attached tape and draw its pulses"));
+                                  N_("Parse the attached tape and draw its pulses")));
     ui::pack(controls, ui::named(top, nullptr, gtk_vseparator_new()));
     ui::pack(controls, ui::label(top, nullptr, "Layout:"));
     GtkWidget *vertical =
