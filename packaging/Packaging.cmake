@@ -7,7 +7,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quillmarfe)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "Quillmar Front End developers")
-set(CPACK_PACKAGE_CONTACT "Quillmar Front End developers <quillmarfe@quillmar.example.org>")
+set(CPACK_PACKAGE_CONTACT "Quillmar Front End developers <quillmarfe@quillmarfe.example.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "desktop front end for cleaning Commodore tape images")
 set(CPACK_PACKAGE_DESCRIPTION
 "Quillmar Front End attaches a TAP file or a ZORV tape dump, runs Test, Clean,
@@ -23,7 +23,7 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "hicolor-icon-theme, shared-mime-info")
-set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://quillmar.example.org/")
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://quillmarfe.example.org/")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 # Only the install rules of the programs and their files: nothing of the

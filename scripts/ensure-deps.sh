@@ -12,6 +12,8 @@ packages=(
   xvfb xauth x11-apps
   fonts-dejavu-core fonts-liberation
   dpkg-dev file xz-utils
+  desktop-file-utils appstream shared-mime-info libxml2-utils man-db groff-base
+  gettext python3
 )
 
 missing=()

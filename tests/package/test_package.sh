@@ -37,6 +37,15 @@ expected=(
   /usr/bin/quillmarfe /usr/bin/quillmarfe-cli /usr/bin/quillmar
   /usr/share/quillmarfe/scanners.txt /usr/share/quillmarfe/samples/two-programs.tap
   /usr/share/doc/quillmarfe/copyright
+  /usr/share/applications/org.example.quillmarfe.desktop
+  /usr/share/mime/packages/quillmarfe.xml
+  /usr/share/metainfo/org.example.quillmarfe.metainfo.xml
+  /usr/share/icons/hicolor/16x16/apps/quillmarfe.png
+  /usr/share/icons/hicolor/48x48/apps/quillmarfe.png
+  /usr/share/icons/hicolor/256x256/apps/quillmarfe.png
+  /usr/share/icons/hicolor/scalable/apps/quillmarfe.svg
+  /usr/share/man/man1/quillmarfe.1.gz /usr/share/man/man1/quillmarfe-cli.1.gz
+  /usr/share/man/man1/quillmar.1.gz
 )
 for f in "${expected[@]}" ${QM_PACKAGE_EXTRA_FILES:-}; do
   grep -qx -- "$f" "$work/files" || fail "the package lacks $f"
