@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 ./scripts/ensure-deps.sh
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQM_WERROR=ON >/dev/null
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DQM_WERROR=ON >/dev/null
 cmake --build build -j"${QM_JOBS:-2}"
 
 # The front end runs with the build folder as its working folder, which is

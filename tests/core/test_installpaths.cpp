@@ -167,9 +167,9 @@ TEST(InstallPaths, TheBuildTreeUsesItsOwnCatalogues)
     // This test runs from the build tree, where the catalogues are built
     // into <build>/locale; an unknown program folder falls back to "".
     const std::string folder = message_catalogue_folder(running_program_folder());
-    if (!folder.empty()) {
-        EXPECT_EQ(folder.substr(folder.size() - 7), "/locale");
-    }
+    ASSERT_GE(folder.size(), 7u);
+    EXPECT_EQ(folder.substr(folder.size() - 7), "/locale");
+    EXPECT_TRUE(g_file_test((folder + "/de/LC_MESSAGES/quillmarfe.mo").c_str(), G_FILE_TEST_IS_REGULAR));
     EXPECT_EQ(message_catalogue_folder(""), "");
     FakeInstall install;
     g_mkdir_with_parents((install.root.path() + "/share/locale").c_str(), 0755);
