@@ -4,19 +4,21 @@
 
 #include "core/reportcheck.h"
 #include "core/tapeoutput.h"
+#include "core/textprintf.h"
 #include "core/tapimage.h"
 
 #include <glib.h>
+#include <glib/gi18n-lib.h>
 #include <glib/gstdio.h>
 
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
-const char *const CBM_REPAIR_TITLE = "CBM File Repair";
-const char *const CBM_REPAIR_NO_FILE = "No file to repair.";
-const char *const CBM_REPAIR_CANNOT_OPEN = "Could not open source TAP.";
-const char *const CBM_REPAIR_CANNOT_CREATE = "Could not create destination TAP.";
+const char *const CBM_REPAIR_TITLE = N_("CBM File Repair");
+const char *const CBM_REPAIR_NO_FILE = N_("No file to repair.");
+const char *const CBM_REPAIR_CANNOT_OPEN = N_("Could not open source TAP.");
+const char *const CBM_REPAIR_CANNOT_CREATE = N_("Could not create destination TAP.");
 
 namespace {
 
@@ -150,7 +152,7 @@ void repair_region(const std::vector<ReportEntry> &rows, const RepairRegion &reg
     const int64_t inner_start = region.rows[0].inner_start;
     if (inner_start < copied) {
         // Two regions that share bytes cannot both be rebuilt in place.
-        destination.fail("Two repair regions share bytes of the tape; nothing was repaired.");
+        destination.fail(_("Two repair regions share bytes of the tape; nothing was repaired."));
         return;
     }
     destination.copy_from(source, copied, inner_start - copied);
@@ -185,8 +187,8 @@ RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &list_rows)
             continue;  // pauses and other files do not break a pair
         if (is_faulty(row)) {
             analysis.faulty_count++;
-            analysis.text += "Index: " + std::to_string(row.index) + " - " + row.type + " - File ID: " +
-                             file_id(row) + "\n";
+            analysis.text += text_printf(_("Index: %d - %s - File ID: %s\n"), row.index, row.type.c_str(),
+                                         file_id(row));
             if (row.first_copy) {
                 remembered.remember(row, at, true);
                 continue;
@@ -194,10 +196,10 @@ RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &list_rows)
             if (remembered.index != -1 && !remembered.faulty && remembered.addresses_match(row)) {
                 if (row.crc32 == KNOWN_EXCEPTION_CRCS[0] || row.crc32 == KNOWN_EXCEPTION_CRCS[1]) {
                     analysis.faulty_count--;
-                    analysis.text += " - doesn't need to be fixed as this is a known exception (Booga-Boo)\n";
+                    analysis.text += _(" - doesn't need to be fixed as this is a known exception (Booga-Boo)\n");
                 } else {
-                    analysis.text += " - can be fixed using its FIRST copy at index " +
-                                     std::to_string(remembered.index) + "\n";
+                    analysis.text += text_printf(_(" - can be fixed using its FIRST copy at index %d\n"),
+                                                 remembered.index);
                     RepairRegion region;
                     region.faulty_index = row.index;
                     region.healthy_index = remembered.index;
@@ -211,7 +213,7 @@ RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &list_rows)
             remembered.faulty = true;
         } else if (!row.first_copy) {
             if (remembered.index != -1 && remembered.faulty && remembered.addresses_match(row)) {
-                analysis.text += " - can be fixed using its REPEAT copy at index " + std::to_string(row.index) + "\n";
+                analysis.text += text_printf(_(" - can be fixed using its REPEAT copy at index %d\n"), row.index);
                 RepairRegion region;
                 region.faulty_index = remembered.index;
                 region.healthy_index = row.index;
@@ -228,11 +230,11 @@ RepairAnalysis cbm_repair_analyze(const std::vector<ReportEntry> &list_rows)
     }
 
     if (analysis.faulty_count == 0) {
-        analysis.text += "Faulty CBM region count: 0 - Hurray!\n";
+        analysis.text += _("Faulty CBM region count: 0 - Hurray!\n");
         return analysis;
     }
-    analysis.text += "Faulty CBM region count: " + std::to_string(analysis.faulty_count) +
-                     " - Can be fixed: " + std::to_string(analysis.fixable_count) + "\n";
+    analysis.text += text_printf(_("Faulty CBM region count: %d - Can be fixed: %d\n"), analysis.faulty_count,
+                                 analysis.fixable_count);
     for (std::size_t r = 0; r < analysis.regions.size(); ++r)
         build_region(rows, pairs[r].faulty, pairs[r].healthy, analysis.regions[r]);
     return analysis;
@@ -302,10 +304,10 @@ std::string cbm_repair_fix(const std::string &tape_path, const std::vector<Repor
                            const RepairAnalysis &analysis, int64_t total_size)
 {
     if (analysis.fixable_count == 0)
-        return CBM_REPAIR_NO_FILE;
+        return _(CBM_REPAIR_NO_FILE);
     FILE *source = g_fopen(tape_path.c_str(), "rb");
     if (source == nullptr)
-        return CBM_REPAIR_CANNOT_OPEN;
+        return _(CBM_REPAIR_CANNOT_OPEN);
     const int64_t source_size = tape_output_file_size(source);
     const std::vector<ReportEntry> rows = report_rows_in_tape_order(list_rows);
     const std::string problem =
@@ -324,7 +326,7 @@ std::string cbm_repair_fix(const std::string &tape_path, const std::vector<Repor
     g_free(folder);
     if (!created) {
         std::fclose(source);
-        return CBM_REPAIR_CANNOT_CREATE;
+        return _(CBM_REPAIR_CANNOT_CREATE);
     }
 
     int64_t copied = 0;
@@ -334,7 +336,8 @@ std::string cbm_repair_fix(const std::string &tape_path, const std::vector<Repor
     std::fclose(source);
     if (!destination.finish()) {
         // A repaired tape with a gap would pass for a good one: none is left.
-        return "The repaired tape could not be written, so no " + name + " was left.\n\n" + destination.error();
+        return text_printf(_("The repaired tape could not be written, so no %s was left.\n\n%s"), name.c_str(),
+                           destination.error().c_str());
     }
-    return "Operation finished. Check file:\n" + name;
+    return text_printf(_("Operation finished. Check file:\n%s"), name.c_str());
 }

@@ -1,47 +1,48 @@
 #include "core/optionsfile.h"
 
 #include <glib.h>
+#include <glib/gi18n-lib.h>
 #include <glib/gstdio.h>
 
 #include <cstdio>
 #include <cstring>
 
 const ConsoleFlag configurable_options_console_flags[CONSOLE_FLAG_COUNT] = {
-    {"debug", "Allow detected files to _overlap (Debug mode)",
-     "This option should only be used when GAPs appear where you expect to find a data file"},
-    {"noid", "Only scan for the loader whose s_ignature is found in CBM files (Faster scan)",
-     "If this option is enabled then the set of running scanners is reduced to the one whose "
-     "signature is found in CBM files (including its variants)"},
-    {"noc64eof", "_EOF markers are mandatory for CBM files",
-     "Disabling this option will improve detection percentage with CBM files that lack those "
-     "markers"},
-    {"docyberfault", "Ignore Cyberload F3 bad _checksums of $04",
-     "If this option is enabled then a bad checksum value of $04 in Cyberload F3 files doesn't "
-     "trigger a checksum error"},
-    {"boostclean", "Raise cleaning _tolerance",
-     "If this option is enabled then the upper limit of the tolerance used for cleaning "
-     "purposes can grow far past the read tolerance value"},
-    {"noaddpause", "_Add a trailing silence at the end of the file after cleaning",
-     "If this option is enabled then a 5 second trailing silence is added at the end of the "
-     "file after cleaning"},
-    {"doprg", "C_reate PRG files",
-     "If this option is enabled then PRG files are created out of recognized files"},
-    {"prgunite", "Connect _neighbouring PRG's into a single file",
-     "If this option is enabled then data spanning across mutiple files is joined into a "
-     "single PRG file"},
-    {"extvisipatch", "Extract _Visiload loader patching files",
-     "If this option is enabled then Visiload loader patching files are decoded (and PRG files "
-     "are created out of them if PRG creation is enabled too)"},
-    {"incsubdirs", "Make _batch scan include subfolders",
-     "If this option is enabled then the batch scan is performed recursively on subfolders"},
-    {"sortbycrc", "Batch scan _sorts report by CBM CRC values",
-     "If this option is enabled then the batch scan report will be sorted by CBM CRC values"},
-    {"sine", "Make audio recorder use sine _waves",
-     "If this option is enabled then sine waves are used instead of square ones by the audio "
-     "converter"},
-    {"preserve", "_Preserve loader variables between subsequent test/clean operations",
-     "If this option is enabled then loader variables are stored and re-used for subsequent "
-     "test/clean operations"},
+    {"debug", N_("Allow detected files to _overlap (Debug mode)"),
+     N_("This option should only be used when GAPs appear where you expect to find a data file")},
+    {"noid", N_("Only scan for the loader whose s_ignature is found in CBM files (Faster scan)"),
+     N_("If this option is enabled then the set of running scanners is reduced to the one whose "
+        "signature is found in CBM files (including its variants)")},
+    {"noc64eof", N_("_EOF markers are mandatory for CBM files"),
+     N_("Disabling this option will improve detection percentage with CBM files that lack those "
+        "markers")},
+    {"docyberfault", N_("Ignore Cyberload F3 bad _checksums of $04"),
+     N_("If this option is enabled then a bad checksum value of $04 in Cyberload F3 files doesn't "
+        "trigger a checksum error")},
+    {"boostclean", N_("Raise cleaning _tolerance"),
+     N_("If this option is enabled then the upper limit of the tolerance used for cleaning "
+        "purposes can grow far past the read tolerance value")},
+    {"noaddpause", N_("_Add a trailing silence at the end of the file after cleaning"),
+     N_("If this option is enabled then a 5 second trailing silence is added at the end of the "
+        "file after cleaning")},
+    {"doprg", N_("C_reate PRG files"),
+     N_("If this option is enabled then PRG files are created out of recognized files")},
+    {"prgunite", N_("Connect _neighbouring PRG's into a single file"),
+     N_("If this option is enabled then data spanning across mutiple files is joined into a "
+        "single PRG file")},
+    {"extvisipatch", N_("Extract _Visiload loader patching files"),
+     N_("If this option is enabled then Visiload loader patching files are decoded (and PRG files "
+        "are created out of them if PRG creation is enabled too)")},
+    {"incsubdirs", N_("Make _batch scan include subfolders"),
+     N_("If this option is enabled then the batch scan is performed recursively on subfolders")},
+    {"sortbycrc", N_("Batch scan _sorts report by CBM CRC values"),
+     N_("If this option is enabled then the batch scan report will be sorted by CBM CRC values")},
+    {"sine", N_("Make audio recorder use sine _waves"),
+     N_("If this option is enabled then sine waves are used instead of square ones by the audio "
+        "converter")},
+    {"preserve", N_("_Preserve loader variables between subsequent test/clean operations"),
+     N_("If this option is enabled then loader variables are stored and re-used for subsequent "
+        "test/clean operations")},
 };
 
 const char options_default_text[] =

@@ -5,6 +5,7 @@
 #include "core/loaders/registry.h"
 
 #include <glib.h>
+#include <glib/gi18n-lib.h>
 
 #include <algorithm>
 
@@ -198,13 +199,13 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     TapeScan scan;
     scan.file_size = size;
     if (file == nullptr || size < TAP_HEADER_SIZE) {
-        scan.error = "shorter than the 20-byte header";
+        scan.error = _("shorter than the 20-byte header");
         return scan;
     }
     std::copy(file, file + TAP_HEADER_SIZE, scan.header);
     scan.file_type = tape_file_type(file);
     if (scan.file_type == FileType::Unknown) {
-        scan.error = "not a TAP file or ZORV dump";
+        scan.error = _("not a TAP file or ZORV dump");
         return scan;
     }
     scan.ok = true;
@@ -307,7 +308,7 @@ TapeScan scan_tape_file(const std::string &path, const ScanOptions &options)
     GError *error = nullptr;
     if (!g_file_get_contents(path.c_str(), &contents, &length, &error)) {
         TapeScan scan;
-        scan.error = error != nullptr ? error->message : "cannot be read";
+        scan.error = error != nullptr ? error->message : _("cannot be read");
         g_clear_error(&error);
         return scan;
     }

@@ -9,6 +9,7 @@
 #include "core/textprintf.h"
 
 #include <glib.h>
+#include <glib/gi18n-lib.h>
 #include <glib/gstdio.h>
 
 #include <cstdarg>
@@ -16,20 +17,20 @@
 #include <cstring>
 #include <optional>
 
-const char *const TAPE_SPLIT_ANALYZE_TITLE = "Analyze tape";
-const char *const TAPE_SPLIT_ANALYZE_ONLY_TAP = "You can only analyze and split TAP files.";
-const char *const TAPE_SPLIT_ANALYSIS_TITLE = "Analysis completed";
+const char *const TAPE_SPLIT_ANALYZE_TITLE = N_("Analyze tape");
+const char *const TAPE_SPLIT_ANALYZE_ONLY_TAP = N_("You can only analyze and split TAP files.");
+const char *const TAPE_SPLIT_ANALYSIS_TITLE = N_("Analysis completed");
 const char *const TAPE_SPLIT_ANALYSIS_DONE =
-    "The automatic analysis has completed\nand split points have been marked, if\nappropriate.\n"
-    "You might now want to review them\nbefore proceeding with a split.\n"
-    "Note that the details of the split\nin IDX format are shown within the\nSystem Log tab.";
-const char *const TAPE_SPLIT_TITLE = "Split tape";
-const char *const TAPE_SPLIT_ONLY_TAP = "You can only split TAP files.";
-const char *const TAPE_SPLIT_NO_POINT = "No split point set.";
-const char *const TAPE_SPLIT_CANNOT_READ = "Could not read from TAP.";
-const char *const TAPE_SPLIT_FAILED = "The split did not complete: these pieces could not be written.";
+    N_("The automatic analysis has completed\nand split points have been marked, if\nappropriate.\n"
+       "You might now want to review them\nbefore proceeding with a split.\n"
+       "Note that the details of the split\nin IDX format are shown within the\nSystem Log tab.");
+const char *const TAPE_SPLIT_TITLE = N_("Split tape");
+const char *const TAPE_SPLIT_ONLY_TAP = N_("You can only split TAP files.");
+const char *const TAPE_SPLIT_NO_POINT = N_("No split point set.");
+const char *const TAPE_SPLIT_CANNOT_READ = N_("Could not read from TAP.");
+const char *const TAPE_SPLIT_FAILED = N_("The split did not complete: these pieces could not be written.");
 const char *const TAPE_SPLIT_DONE =
-    "The split process has completed.\nNote that the details of the split\nare shown within the System Log\ntab.";
+    N_("The split process has completed.\nNote that the details of the split\nare shown within the System Log\ntab.");
 
 namespace {
 
@@ -98,12 +99,12 @@ void write_piece(SplitState &state, SplitResult &result)
     }
     if (!piece.finish() || piece.failed()) {
         result.failed.push_back(piece.error());
-        result.log += text_printf("Not written: %s - %s\n", file_name.c_str(), piece.error().c_str());
+        result.log += text_printf(_("Not written: %s - %s\n"), file_name.c_str(), piece.error().c_str());
         return;
     }
     result.written.push_back(piece_path);
-    result.log += text_printf("Filename: %s - Start: %lld - End: %lld - Block len: %lld\n",
-                         state.name ? state.name->c_str() : "(none)", static_cast<long long>(state.start),
+    result.log += text_printf(_("Filename: %s - Start: %lld - End: %lld - Block len: %lld\n"),
+                         state.name ? state.name->c_str() : _("(none)"), static_cast<long long>(state.start),
                          static_cast<long long>(state.end - 1), static_cast<long long>(length));
 }
 
@@ -156,7 +157,7 @@ void tape_split_clear_marks(std::vector<ReportEntry> &rows)
 std::string tape_split_idx_log(const std::vector<ReportEntry> &list_rows)
 {
     const std::vector<ReportEntry> rows = report_rows_in_tape_order(list_rows);
-    std::string log = "Split offsets as IDX entries:\n";
+    std::string log = _("Split offsets as IDX entries:\n");
     for (const ReportEntry &row : rows) {
         if (row.split_mark)
             break;
@@ -208,14 +209,14 @@ SplitResult tape_split_write(const std::string &tape_path, const std::vector<Rep
     for (const ReportEntry &row : list_rows)
         any_mark = any_mark || (row.split_mark && row.index != 1);
     if (!any_mark) {
-        result.message = TAPE_SPLIT_NO_POINT;
+        result.message = _(TAPE_SPLIT_NO_POINT);
         return result;
     }
 
     SplitState state;
     if (!common_read_tap_file_header(tape_path.c_str(), state.header) ||
         (state.source = g_fopen(tape_path.c_str(), "rb")) == nullptr) {
-        result.message = TAPE_SPLIT_CANNOT_READ;
+        result.message = _(TAPE_SPLIT_CANNOT_READ);
         return result;
     }
     // Pieces follow the tape, whatever order the list is sorted in.
@@ -233,7 +234,7 @@ SplitResult tape_split_write(const std::string &tape_path, const std::vector<Rep
     g_free(folder);
 
     result.ok = true;
-    result.log = "Results of the split:\n";
+    result.log = _("Results of the split:\n");
     for (const ReportEntry &row : rows) {
         const std::string name = trimmed(row.name);
         if (row.split_mark && row.index != 1) {
@@ -253,11 +254,11 @@ SplitResult tape_split_write(const std::string &tape_path, const std::vector<Rep
     std::fclose(state.source);
 
     if (result.failed.empty()) {
-        result.message = TAPE_SPLIT_DONE;
+        result.message = _(TAPE_SPLIT_DONE);
     } else {
         // A piece that could not be written is said, never skipped in silence.
         result.ok = false;
-        std::string text = TAPE_SPLIT_FAILED;
+        std::string text = _(TAPE_SPLIT_FAILED);
         for (const std::string &failure : result.failed)
             text += "\n" + failure;
         result.message = text;

@@ -34,29 +34,29 @@ GtkWidget *create_menubar(GtkWidget *top, GtkAccelGroup *accel_group)
 {
     GtkWidget *menubar = ui::named(top, "menubar_main", gtk_menu_bar_new());
 
-    GtkWidget *file = menu_item_with_image(top, "menuitem_file", "_File", "image_menuitem_file",
+    GtkWidget *file = menu_item_with_image(top, "menuitem_file", N_("_File"), "image_menuitem_file",
                                            GTK_STOCK_FLOPPY);
     gtk_container_add(GTK_CONTAINER(menubar), file);
     GtkWidget *file_menu = ui::named(top, "menuitem_file_menu", gtk_menu_new());
     gtk_menu_item_set_submenu(GTK_MENU_ITEM(file), file_menu);
     GtkWidget *open = stock_menu_item(top, "menuitem_file_open", GTK_STOCK_OPEN, accel_group,
-                                      "Attach a file to test, clean, convert, or record");
+                                      N_("Attach a file to test, clean, convert, or record"));
     gtk_container_add(GTK_CONTAINER(file_menu), open);
     GtkWidget *quit = stock_menu_item(top, "menuitem_file_quit", GTK_STOCK_QUIT, accel_group,
-                                      "Leave program");
+                                      N_("Leave program"));
     gtk_container_add(GTK_CONTAINER(file_menu), quit);
 
-    GtkWidget *help = menu_item_with_image(top, "menuitem_help", "_Help", "image_menuitem_help",
+    GtkWidget *help = menu_item_with_image(top, "menuitem_help", N_("_Help"), "image_menuitem_help",
                                            GTK_STOCK_HELP);
     gtk_container_add(GTK_CONTAINER(menubar), help);
     GtkWidget *help_menu = ui::named(top, "menuitem_help_menu", gtk_menu_new());
     gtk_menu_item_set_submenu(GTK_MENU_ITEM(help), help_menu);
     // The About item carries the "info" picture and Release notes the "about" one.
-    GtkWidget *about = menu_item_with_image(top, "menuitem_help_about", "_About",
+    GtkWidget *about = menu_item_with_image(top, "menuitem_help_about", N_("_About"),
                                             "image_menuitem_help_about", GTK_STOCK_INFO);
     ui::tooltip(about, "Show program credits");
     gtk_container_add(GTK_CONTAINER(help_menu), about);
-    GtkWidget *notes = menu_item_with_image(top, "menuitem_help_release_notes", "_Release notes",
+    GtkWidget *notes = menu_item_with_image(top, "menuitem_help_release_notes", N_("_Release notes"),
                                             "image_menuitem_help_release_notes", GTK_STOCK_ABOUT);
     ui::tooltip(notes, "Show release notes");
     gtk_container_add(GTK_CONTAINER(help_menu), notes);
@@ -95,22 +95,22 @@ GtkWidget *create_toolbar(GtkWidget *top)
 {
     GtkWidget *toolbar = ui::named(top, "toolbar_main", gtk_toolbar_new());
     gtk_toolbar_set_style(GTK_TOOLBAR(toolbar), GTK_TOOLBAR_BOTH);
-    tool_button(toolbar, top, "toolbutton_open_file", false, GTK_STOCK_OPEN, "Open",
-                "Attach a file to test, clean, convert, or record",
+    tool_button(toolbar, top, "toolbutton_open_file", false, GTK_STOCK_OPEN, N_("Open"),
+                N_("Attach a file to test, clean, convert, or record"),
                 G_CALLBACK(on_toolbutton_open_file_clicked));
     separator(toolbar, top, "separatortoolitem1");
-    tool_button(toolbar, top, "toolbutton_batch", false, GTK_STOCK_OPEN, "Batch",
-                "Select a folder for batch scanning", G_CALLBACK(on_toolbutton_batch_clicked));
+    tool_button(toolbar, top, "toolbutton_batch", false, GTK_STOCK_OPEN, N_("Batch"),
+                N_("Select a folder for batch scanning"), G_CALLBACK(on_toolbutton_batch_clicked));
     separator(toolbar, top, "separatortoolitem2");
-    tool_button(toolbar, top, "toolbutton_test", false, GTK_STOCK_PROPERTIES, "Test",
-                "Test the attached file", G_CALLBACK(on_toolbutton_test_clicked));
-    tool_button(toolbar, top, "toolbutton_clean", false, GTK_STOCK_CLEAR, "Clean",
-                "Clean the attached file", G_CALLBACK(on_toolbutton_clean_clicked));
-    tool_button(toolbar, top, "menutoolbutton_convert", true, GTK_STOCK_CONVERT, "Convert",
-                "Test and convert the attached file to TAP v 0 or v 1",
+    tool_button(toolbar, top, "toolbutton_test", false, GTK_STOCK_PROPERTIES, N_("Test"),
+                N_("Test the attached file"), G_CALLBACK(on_toolbutton_test_clicked));
+    tool_button(toolbar, top, "toolbutton_clean", false, GTK_STOCK_CLEAR, N_("Clean"),
+                N_("Clean the attached file"), G_CALLBACK(on_toolbutton_clean_clicked));
+    tool_button(toolbar, top, "menutoolbutton_convert", true, GTK_STOCK_CONVERT, N_("Convert"),
+                N_("Test and convert the attached file to TAP v 0 or v 1"),
                 G_CALLBACK(on_menutoolbutton_convert_clicked));
     tool_button(toolbar, top, "menutoolbutton_recordaudio", true, GTK_STOCK_MEDIA_RECORD,
-                "Record", "Save the attached file to an audio file",
+                N_("Record"), N_("Save the attached file to an audio file"),
                 G_CALLBACK(on_menutoolbutton_recordaudio_clicked));
     return toolbar;
 }
@@ -123,12 +123,12 @@ struct PageSpec {
 };
 
 const PageSpec main_pages[] = {
-    {create_page_report, "hbox_notebook_label_tab_report", GTK_STOCK_EDIT, "Report"},
-    {create_page_scanners, "hbox_notebook_label_tab_scanners", GTK_STOCK_YES, "Scanners"},
-    {create_page_options, "hbox_notebook_label_tab_options", GTK_STOCK_PREFERENCES, "Options"},
-    {create_page_prg_files, "hbox_notebook_label_tab_prg_files", GTK_STOCK_EXECUTE, "Prg Files"},
-    {create_page_tools, "hbox_notebook_label_tab_tools", GTK_STOCK_DIALOG_INFO, "Tools"},
-    {create_page_syslog, "hbox_notebook_label_tab_syslog", GTK_STOCK_INDEX, "System Log"},
+    {create_page_report, "hbox_notebook_label_tab_report", GTK_STOCK_EDIT, N_("Report")},
+    {create_page_scanners, "hbox_notebook_label_tab_scanners", GTK_STOCK_YES, N_("Scanners")},
+    {create_page_options, "hbox_notebook_label_tab_options", GTK_STOCK_PREFERENCES, N_("Options")},
+    {create_page_prg_files, "hbox_notebook_label_tab_prg_files", GTK_STOCK_EXECUTE, N_("Prg Files")},
+    {create_page_tools, "hbox_notebook_label_tab_tools", GTK_STOCK_DIALOG_INFO, N_("Tools")},
+    {create_page_syslog, "hbox_notebook_label_tab_syslog", GTK_STOCK_INDEX, N_("System Log")},
 };
 
 } // namespace
@@ -246,16 +246,16 @@ static GtkWidget *radio_menu(const char *menu_name, const char *first_name, cons
 
 GtkWidget *create_menu_convert()
 {
-    return radio_menu("menu_convert", "menuitem_convert_to_tap_v_0", "Convert to TAP v 0",
+    return radio_menu("menu_convert", "menuitem_convert_to_tap_v_0", N_("Convert to TAP v 0"),
                       G_CALLBACK(on_menuitem_convert_to_tap_v_0_activate),
-                      "menuitem_convert_to_tap_v_1", "Convert to TAP v 1",
+                      "menuitem_convert_to_tap_v_1", N_("Convert to TAP v 1"),
                       G_CALLBACK(on_menuitem_convert_to_tap_v_1_activate));
 }
 
 GtkWidget *create_menu_record()
 {
-    return radio_menu("menu_record", "menuitem_record_as_sun_au", "Record as Sun AU",
+    return radio_menu("menu_record", "menuitem_record_as_sun_au", N_("Record as Sun AU"),
                       G_CALLBACK(on_menuitem_record_as_sun_au_activate),
-                      "menuitem_record_as_microsoft_wav", "Record as Microsoft WAV",
+                      "menuitem_record_as_microsoft_wav", N_("Record as Microsoft WAV"),
                       G_CALLBACK(on_menuitem_record_as_microsoft_wav_activate));
 }

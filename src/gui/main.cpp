@@ -4,6 +4,8 @@
 #include "gui/attach.h"
 #include "gui/startup.h"
 
+#include <glib/gi18n-lib.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -11,6 +13,7 @@
 
 int main(int argc, char *argv[])
 {
+    bind_message_catalogue();
     // --help and --version need no display: answered before the toolkit starts.
     const std::vector<std::string> given(argv + 1, argv + argc);
     if (front_end_wants_text_only(given)) {
@@ -21,9 +24,9 @@ int main(int argc, char *argv[])
     }
     if (!gtk_init_check(&argc, &argv)) {
         const char *display = g_getenv("DISPLAY");
-        std::fprintf(stderr, "quillmarfe: cannot open the display%s%s: the front end needs a graphical desktop "
-                             "(see quillmarfe --help)\n",
-                     display && *display ? " " : "", display && *display ? display : " (DISPLAY is not set)");
+        std::fprintf(stderr, _("quillmarfe: cannot open the display%s%s: the front end needs a graphical desktop "
+                               "(see quillmarfe --help)\n"),
+                     display && *display ? " " : "", display && *display ? display : _(" (DISPLAY is not set)"));
         return 1;
     }
     quillmarfe_startup(&argc, &argv);

@@ -50,16 +50,19 @@ void attach_menu(const char *tool_button, GtkWidget *menu)
 
 } // namespace
 
-void quillmarfe_startup(int *argc, char ***argv)
+void bind_message_catalogue()
 {
     // The catalogues of the install (or of the build tree) the program runs
     // from; "" (the working folder) when neither has any.
-    const std::string program_folder = running_program_folder();
-    bindtextdomain(GETTEXT_PACKAGE, message_catalogue_folder(program_folder).c_str());
+    bindtextdomain(GETTEXT_PACKAGE, message_catalogue_folder(running_program_folder()).c_str());
     bind_textdomain_codeset(GETTEXT_PACKAGE, "UTF-8");
     textdomain(GETTEXT_PACKAGE);
-
     setlocale(LC_ALL, "");
+}
+
+void quillmarfe_startup(int *argc, char ***argv)
+{
+    bind_message_catalogue();
     gtk_init(argc, argv);
 
     add_pixmap_directory("/quillmarfe/pixmaps");
@@ -74,6 +77,7 @@ void quillmarfe_startup(int *argc, char ***argv)
     common_init_textview_properties();
 
     gchar *cwd = g_get_current_dir();
+    const std::string program_folder = running_program_folder();
     // Started beside its console program, the front end works there; an
     // installed one started elsewhere (from the menu) works in the user's own
     // console folder, where the console may write its reports.

@@ -52,9 +52,9 @@ GtkWidget *create_interactive_tab(GtkWidget *top)
     gtk_widget_set_size_request(recognition, 80, -1);
     ui::pack(results, recognition, true, true, 0);
     ui::pack(results, ui::named(top, nullptr, gtk_vseparator_new()), false, false, 2);
-    pack_test_result(top, results, "Read test:", "image_read_test");
+    pack_test_result(top, results, N_("Read test:"), "image_read_test");
     ui::pack(results, ui::named(top, nullptr, gtk_vseparator_new()), false, false, 2);
-    pack_test_result(top, results, "Checkbyte test:", "image_checkbyte_test");
+    pack_test_result(top, results, N_("Checkbyte test:"), "image_checkbyte_test");
     GtkWidget *save = ui::button(top, "button_report_save_summary", "S_ave summary",
                                  "gtk-save-as", N_("Export summary to HTML file"));
     gtk_box_pack_end(GTK_BOX(results), save, FALSE, FALSE, 0);

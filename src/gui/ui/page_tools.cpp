@@ -93,13 +93,13 @@ GtkWidget *create_cbm_repair_navigation(GtkWidget *top)
     ui::pack(row, ui::named(top, nullptr, gtk_vseparator_new()));
 
     ui::pack(row, icon_button(top, "button_cbm_file_repair_previous_region", "gtk-go-back",
-                              "Show the previous region"));
+                              N_("Show the previous region")));
     ui::pack(row, ui::label(top, nullptr, "Region"));
     ui::pack(row, ui::label(top, "label_cbm_file_repair_faulty_current", "-"));
     ui::pack(row, ui::label(top, nullptr, "of"));
     ui::pack(row, ui::label(top, "label_cbm_file_repair_faulty_total", "-"));
     ui::pack(row, icon_button(top, "button_cbm_file_repair_next_region", "gtk-go-forward",
-                              "Show the next region"));
+                              N_("Show the next region")));
     ui::pack(row, ui::named(top, nullptr, gtk_vseparator_new()));
 
     GtkWidget *size_caption = ui::label(top, nullptr, "Size:");
