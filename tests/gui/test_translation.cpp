@@ -50,7 +50,7 @@ TEST_F(German, MenusToolbarAndPagesAreTranslated)
               german("_Release notes"));
 
     EXPECT_EQ(gtk_tool_button_get_label(GTK_TOOL_BUTTON(W("toolbutton_clean"))), german("Clean"));
-    EXPECT_EQ(gtk_tool_button_get_label(GTK_TOOL_BUTTON(W("toolbutton_batch"))), german("Batch"));
+    EXPECT_EQ(gtk_tool_button_get_label(GTK_TOOL_BUTTON(W("toolbutton_test"))), german("Test"));
 
     EXPECT_EQ(tab_label_text("hbox_notebook_label_tab_options"), german("Options"));
     EXPECT_EQ(tab_label_text("hbox_notebook_label_tab_tools"), german("Tools"));
@@ -80,6 +80,32 @@ TEST_F(German, TheSystemLogIsTranslated)
 {
     EXPECT_NE(log_text().find(german("Quillmar Front End environment options:\n")), std::string::npos)
         << log_text();
+}
+
+TEST_F(German, EveryPageFitsASmallScreen)
+{
+    // German words are longer: the window must still fit 1024 pixels, and
+    // every page is photographed to be looked at.
+    GtkRequisition wanted;
+    gtk_widget_size_request(mainwindow, &wanted);
+    EXPECT_LE(wanted.width, 1024);
+    gtk_window_resize(GTK_WINDOW(mainwindow), 960, 680);
+    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width >= 960; }));
+    GtkNotebook *notebook = GTK_NOTEBOOK(W("notebook_main"));
+    for (int i = 0; i < gtk_notebook_get_n_pages(notebook); ++i) {
+        gtk_notebook_set_current_page(notebook, i);
+        pump_for(150);
+        EXPECT_FALSE(save_screenshot(mainwindow, "german_page_" + std::to_string(i)).empty());
+    }
+    GtkNotebook *tools = GTK_NOTEBOOK(W("notebook_tools"));
+    gtk_notebook_set_current_page(notebook, 4);
+    for (int i = 0; i < gtk_notebook_get_n_pages(tools); ++i) {
+        gtk_notebook_set_current_page(tools, i);
+        pump_for(150);
+        gtk_widget_size_request(mainwindow, &wanted);
+        EXPECT_LE(wanted.width, 1024) << "tool page " << i;
+        EXPECT_FALSE(save_screenshot(mainwindow, "german_tools_" + std::to_string(i)).empty());
+    }
 }
 
 } // namespace

@@ -46,6 +46,7 @@ expected=(
   /usr/share/icons/hicolor/scalable/apps/quillmarfe.svg
   /usr/share/man/man1/quillmarfe.1.gz /usr/share/man/man1/quillmarfe-cli.1.gz
   /usr/share/man/man1/quillmar.1.gz
+  /usr/share/locale/de/LC_MESSAGES/quillmarfe.mo
 )
 for f in "${expected[@]}" ${QM_PACKAGE_EXTRA_FILES:-}; do
   grep -qx -- "$f" "$work/files" || fail "the package lacks $f"
