@@ -123,6 +123,7 @@ gboolean poll(gpointer)
         return TRUE;
     std::string out = std::string("title: ") + gtk_window_get_title(GTK_WINDOW(top)) + "\n";
     out += "prg files: " + std::to_string(rows_of(find(top, "treeview_prgfiles"))) + "\n";
+    out += std::string("test button: ") + gtk_tool_button_get_label(GTK_TOOL_BUTTON(test)) + "\n";
     out += "report:\n" + report;
     finish(out, 0);
     return FALSE;

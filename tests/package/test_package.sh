@@ -80,7 +80,7 @@ elsewhere="$work/somewhere else"
 # A desktop user's home: its configuration folder is there.
 mkdir -p "$home/.config" "$elsewhere"
 out="$work/window.txt"
-(cd "$elsewhere" && timeout 180 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME HOME="$home" LANGUAGE= \
+(cd "$elsewhere" && timeout 180 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME -u LC_ALL HOME="$home" LANG=C.UTF-8 LANGUAGE= \
    GTK_MODULES="$autopilot" QM_AUTOPILOT_OUT="$out" "$usr/bin/quillmarfe" "$tape" \
    >"$work/window.log" 2>&1)
 status=$?
@@ -98,4 +98,13 @@ grep -q "Checksum test     : PASS - 8 of 8" "$console/qmreport.txt" || fail "no 
 [[ -f "$home/.config/quillmarfe/user.ini" ]] || fail "the options file is not in the configuration folder"
 [[ -z $(ls -A "$elsewhere") ]] || fail "the working folder got files: $(ls -A "$elsewhere")"
 [[ $(sha256sum <"$tape") == "$before" ]] || fail "the tape changed"
+grep -q "^test button: Test$" "$out" || fail "the English window"
+
+echo "--- the window in German: the installed catalogue is found beside the program"
+(cd "$elsewhere" && timeout 180 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME -u LC_ALL -u LC_MESSAGES \
+   HOME="$home" LANG=C.UTF-8 LANGUAGE=de \
+   GTK_MODULES="$autopilot" QM_AUTOPILOT_OUT="$out" "$usr/bin/quillmarfe" "$tape" \
+   >"$work/window.log" 2>&1) || { cat "$work/window.log"; fail "the German window"; }
+grep "^test button" "$out"
+grep -q "^test button: Testen$" "$out" || fail "the installed window is not in German"
 echo "PASS"
