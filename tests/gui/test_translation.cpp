@@ -4,9 +4,12 @@
 
 #include "gui/appstate.h"
 
+#include <gdk/gdkkeysyms.h>
 #include <glib/gi18n-lib.h>
 
 #include <clocale>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -80,6 +83,51 @@ TEST_F(German, TheSystemLogIsTranslated)
 {
     EXPECT_NE(log_text().find(german("Quillmar Front End environment options:\n")), std::string::npos)
         << log_text();
+}
+
+void collect_mnemonics(GtkWidget *widget, std::vector<std::pair<guint, std::string>> *out)
+{
+    if (GTK_IS_LABEL(widget)) {
+        const guint key = gtk_label_get_mnemonic_keyval(GTK_LABEL(widget));
+        if (key != GDK_VoidSymbol)
+            out->push_back({gdk_keyval_to_lower(key), gtk_label_get_label(GTK_LABEL(widget))});
+    }
+    if (GTK_IS_CONTAINER(widget))
+        gtk_container_forall(GTK_CONTAINER(widget),
+                             [](GtkWidget *child, gpointer data) {
+                                 collect_mnemonics(child, static_cast<std::vector<std::pair<guint, std::string>> *>(data));
+                             },
+                             out);
+}
+
+// Alt+letter reaches the menu bar and the page on show: within that, two
+// labels with one letter would leave one of them out of reach.
+std::string clashes_on(GtkWidget *page)
+{
+    std::vector<std::pair<guint, std::string>> keys;
+    collect_mnemonics(W("menubar_main"), &keys);
+    collect_mnemonics(page, &keys);
+    std::string found;
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        for (std::size_t j = i + 1; j < keys.size(); ++j)
+            if (keys[i].first == keys[j].first)
+                found += "\"" + keys[i].second + "\" and \"" + keys[j].second + "\"\n";
+    return found;
+}
+
+TEST_F(German, NoTwoLabelsOfAPageShareAMnemonic)
+{
+    GtkNotebook *notebook = GTK_NOTEBOOK(W("notebook_main"));
+    GtkNotebook *tools = GTK_NOTEBOOK(W("notebook_tools"));
+    GtkWidget *tools_page = gtk_notebook_get_nth_page(notebook, 4);
+    for (int i = 0; i < gtk_notebook_get_n_pages(notebook); ++i) {
+        GtkWidget *page = gtk_notebook_get_nth_page(notebook, i);
+        if (page != tools_page) {
+            EXPECT_EQ(clashes_on(page), "") << "page " << i;
+        }
+    }
+    for (int i = 0; i < gtk_notebook_get_n_pages(tools); ++i)
+        EXPECT_EQ(clashes_on(gtk_notebook_get_nth_page(tools, i)), "") << "tool page " << i;
 }
 
 TEST_F(German, EveryPageFitsASmallScreen)
