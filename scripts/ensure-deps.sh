@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   g++ cmake make pkg-config
   clang libclang-rt-14-dev
-  libgtk2.0-dev libglib2.0-dev libglib2.0-dev-bin zlib1g-dev
+  libgtk2.0-dev libglib2.0-dev libglib2.0-dev-bin zlib1g-dev libsndfile1-dev
   libgtest-dev libbenchmark-dev
   cc65
   xvfb xauth x11-apps

@@ -19,3 +19,4 @@ int run_split(int argc, char **argv);
 int run_repair(int argc, char **argv);
 int run_pulses(int argc, char **argv);
 int run_edit(int argc, char **argv);
+int run_audio2tap(int argc, char **argv);
