@@ -215,6 +215,37 @@ TEST_F(AudioImport, TheConsolesRecordingsComeBackWithinOneSample)
     }
 }
 
+TEST_F(AudioImport, AC16CaptureBecomesHalfWavesOfVersion2)
+{
+    // A C16 tape holds half waves: a made-up run of three lengths, with a
+    // pause, recorded by the console and read back half wave by half wave.
+    Bytes tap = {'C', '1', '6', '-', 'T', 'A', 'P', 'E', '-', 'R', 'A', 'W', 2, 2, 0, 0, 0, 0, 0, 0};
+    std::mt19937 random(3);
+    const uint8_t lengths[3] = {24, 36, 52};
+    for (int i = 0; i < 6000; ++i) {
+        if (i == 3000)
+            tap.insert(tap.end(), {0, 0x40, 0x42, 0x0F}); // about a second of silence
+        tap.push_back(lengths[random() % 3]);
+    }
+    const uint32_t size = static_cast<uint32_t>(tap.size() - 20);
+    for (int k = 0; k < 4; ++k)
+        tap[16 + k] = static_cast<uint8_t>(size >> (8 * k));
+    const std::string c16 = path("plus four.tap");
+    write_bytes(c16, tap);
+    ASSERT_EQ(run({"-wav", c16}).status, 0);
+    const std::string capture = path("plus four.wav");
+    const std::string out = path("plus four imported.tap");
+    const ProgramRun r = cli({"audio2tap", "--c16", capture, out});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Bytes imported = read_bytes(out);
+    ASSERT_GT(imported.size(), 20u);
+    EXPECT_EQ(Bytes(imported.begin(), imported.begin() + 16), Bytes(tap.begin(), tap.begin() + 16));
+    const std::vector<int> original = tap_pulses(tap);
+    const Match m = match_pulses(original, tap_pulses(imported), 3); // a sample: 2.5 units
+    EXPECT_GE(m.matched + 8 * m.resyncs + 8, original.size());
+    EXPECT_LE(m.resyncs, 4u);
+}
+
 struct Case {
     const char *name;
     int rate;
