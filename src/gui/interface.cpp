@@ -4,6 +4,7 @@
 #include "gui/attach.h"
 #include "gui/callbacks.h"
 #include "gui/console.h"
+#include "gui/importaudio.h"
 #include "gui/support.h"
 #include "gui/ui/pages.h"
 #include "gui/ui/uibuild.h"
@@ -42,6 +43,11 @@ GtkWidget *create_menubar(GtkWidget *top, GtkAccelGroup *accel_group)
     GtkWidget *open = stock_menu_item(top, "menuitem_file_open", GTK_STOCK_OPEN, accel_group,
                                       N_("Attach a file to test, clean, convert, or record"));
     gtk_container_add(GTK_CONTAINER(file_menu), open);
+    GtkWidget *import = menu_item_with_image(top, "menuitem_file_import_audio", N_("_Import audio capture..."),
+                                             "image_menuitem_file_import_audio", GTK_STOCK_CONVERT);
+    ui::tooltip(import, "Turn a sound-card capture of a tape into a TAP file and attach it");
+    gtk_container_add(GTK_CONTAINER(file_menu), import);
+    g_signal_connect(import, "activate", G_CALLBACK(on_menuitem_file_import_audio_activate), nullptr);
     GtkWidget *quit = stock_menu_item(top, "menuitem_file_quit", GTK_STOCK_QUIT, accel_group,
                                       N_("Leave program"));
     gtk_container_add(GTK_CONTAINER(file_menu), quit);
