@@ -4,6 +4,7 @@
 #include "cli/subcommands.h"
 #include "core/cbmrepair.h"
 #include "core/reportfile.h"
+#include "core/tapeidx.h"
 #include "core/tapesplit.h"
 
 #include <glib.h>
@@ -137,4 +138,30 @@ int run_repair(int argc, char **argv)
     const std::string message = cbm_repair_fix(tape, report.entries, analysis, report.totals.total_size);
     std::printf("%s\n", message.c_str());
     return g_str_has_prefix(message.c_str(), "Operation finished.") ? 0 : 1;
+}
+
+int run_idx(int argc, char **argv)
+{
+    const char *report_path = nullptr;
+    const char *tape = nullptr;
+    for (int i = 0; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc)
+            report_path = argv[++i];
+        else if (argv[i][0] != '-' && tape == nullptr)
+            tape = argv[i];
+        else
+            return -1;
+    }
+    if (report_path == nullptr || tape == nullptr)
+        return -1;
+    ParsedReport report;
+    if (!load_report(report_path, report))
+        return 1;
+    const TapeIdxResult result = tape_idx_write(tape, report.entries, report.totals.total_size);
+    if (!result.ok) {
+        std::fprintf(stderr, "quillmarfe-cli: %s\n", result.error.c_str());
+        return 1;
+    }
+    std::printf("%s", result.text.c_str());
+    return 0;
 }

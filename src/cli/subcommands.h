@@ -20,3 +20,4 @@ int run_repair(int argc, char **argv);
 int run_pulses(int argc, char **argv);
 int run_edit(int argc, char **argv);
 int run_audio2tap(int argc, char **argv);
+int run_idx(int argc, char **argv);

@@ -1,5 +1,6 @@
 #include "gui/split.h"
 
+#include "core/tapeidx.h"
 #include "core/tapesplit.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
@@ -64,6 +65,27 @@ void on_split_clicked(GtkButton *, gpointer)
         common_create_friendly_dialog(_(TAPE_SPLIT_TITLE), _(TAPE_SPLIT_ONLY_TAP));
 }
 
+void on_save_idx_clicked(GtkButton *, gpointer)
+{
+    // Only a tested TAP file has a report whose offsets describe it.
+    if (!report_has_been_produced() || !tape_split_is_tap_name(tested_tape())) {
+        common_create_friendly_dialog(_("IDX file"), _("Test a TAP file first: its index comes from its report."));
+        return;
+    }
+    const TapeIdxResult result = tape_idx_write(tested_tape(), report_model_entries(), report_get_total_size());
+    if (!result.ok) {
+        common_create_friendly_dialog(_("IDX file"), result.error.c_str());
+        return;
+    }
+    gchar *line = g_strdup_printf(_("Index written to %s:\n"), result.path.c_str());
+    common_append_log_textview(line);
+    common_append_log_textview(result.text.c_str());
+    g_free(line);
+    gchar *text = g_strdup_printf(_("Operation finished. Check file:\n%s"), result.path.c_str());
+    common_create_friendly_dialog(_("IDX file"), text);
+    g_free(text);
+}
+
 void on_clear_all_clicked(GtkButton *, gpointer)
 {
     std::vector<ReportEntry> rows = report_model_entries();
@@ -104,6 +126,8 @@ void split_module_init()
                      G_CALLBACK(on_clear_all_clicked), nullptr);
     g_signal_connect(lookup_widget(mainwindow, "button_tape_split_split"), "clicked", G_CALLBACK(on_split_clicked),
                      nullptr);
+    g_signal_connect(lookup_widget(mainwindow, "button_tape_split_save_idx"), "clicked",
+                     G_CALLBACK(on_save_idx_clicked), nullptr);
 }
 
 void split_analyze()

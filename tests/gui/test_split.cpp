@@ -158,3 +158,28 @@ TEST_F(Split, APieceThatCannotBeWrittenIsSaid)
     EXPECT_NE(log_text().find("Not written: splitted-0001-(A_B_C).tap"), std::string::npos) << log_text();
     EXPECT_TRUE(g_file_test((folder + "/splitted-0000-(GAME).tap").c_str(), G_FILE_TEST_IS_REGULAR));
 }
+
+TEST_F(Split, SaveIdxFileWritesAnIndexBesideTheTapeAndSaysSo)
+{
+    // The fixture's report: GAME's header twice (the KERNAL's two copies,
+    // one program), then A/B:C.
+    const std::string hash = sha256_of(tape);
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_split_save_idx")));
+    const std::string idx = folder + "/two files.idx";
+    EXPECT_EQ(dialog("IDX file"), "Operation finished. Check file:\n" + idx);
+    EXPECT_EQ(read_file(idx), "0x14\t\tGAME\n0x3C\t\tA/B:C\n");
+    EXPECT_NE(log_text().find("Index written to " + idx + ":\n0x14\t\tGAME\n"), std::string::npos) << log_text();
+    EXPECT_EQ(sha256_of(tape), hash);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 4);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_tools")), 1);
+    pump_for(150);
+    save_screenshot(mainwindow, "split_with_idx_button");
+}
+
+TEST_F(Split, SaveIdxFileRefusesAReportOfAnotherTape)
+{
+    write_file(tape, source + "grown since the test");
+    gtk_button_clicked(GTK_BUTTON(W("button_tape_split_save_idx")));
+    EXPECT_NE(dialog("IDX file").find("bytes"), std::string::npos);
+    EXPECT_FALSE(g_file_test((folder + "/two files.idx").c_str(), G_FILE_TEST_EXISTS));
+}

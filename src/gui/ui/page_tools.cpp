@@ -75,6 +75,9 @@ GtkWidget *create_tape_split(GtkWidget *top)
                                  N_("Mark the split points automatically")));
     ui::pack(buttons, ui::button(top, "button_tape_split_clear_all", "_Clear All", "gtk-clear",
                                  N_("Clear all the split points")));
+    ui::pack(buttons, ui::button(top, "button_tape_split_save_idx", "Save _IDX File", "gtk-index",
+                                 N_("Write a line per program start as NAME.idx beside the tape, for tape "
+                                    "players and emulators")));
     gtk_box_pack_end(GTK_BOX(buttons),
                      ui::button(top, "button_tape_split_split", "_Split", "gtk-cut",
                                 N_("Split the tape at the marked points")),
