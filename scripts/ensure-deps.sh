@@ -13,7 +13,7 @@ packages=(
   fonts-dejavu-core fonts-liberation
   dpkg-dev file xz-utils
   desktop-file-utils appstream shared-mime-info libxml2-utils man-db groff-base
-  gettext python3
+  gettext python3 cc1541
 )
 
 missing=()

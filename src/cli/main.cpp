@@ -30,6 +30,8 @@ const Subcommand subcommands[] = {
     {"mktap", "mktap [--format ID] [--v0|--v1] [--ntsc] [--vic20] [--pause SECONDS] [--name NAME] PRG... OUT.tap", "Writes programs to a TAP file as the KERNAL's SAVE records them (C64 PAL, version 1 and 2 s between programs unless told otherwise; --name names the next PRG, else its file name in capitals). --format ID writes them in a turbo loader's format after its CBM boot file (ID as in scanners.txt; c64 is the KERNAL's own).", run_mktap},
     {"idx", "idx --report REPORT TAPE",
      "Writes NAME.idx beside the tape as the Tape Split page's \"Save IDX File\" does: a line per program (the offset of its header's first copy in hex, tabs, its name) for tape players and emulators; prints the lines.", run_idx},
+    {"d64", "d64 [--report REPORT] [--name DISKNAME] [--force] PRG-FOLDER OUT.d64",
+     "Puts the PRG files of a \"prg\" folder on a D64 disk image (through cc1541) in tape order, under their names on the tape (the report's, when given; else from the file names), as the Prg Files page's \"Save all as D64 image\" does; prints each file's disk name.", run_d64},
     {"audio2tap", "audio2tap [--c16|--vic20] [--ntsc] [--channel N] [--polarity auto|normal|inverted] [--threshold SHARE] [--force] AUDIO OUT.tap",
      "Turns a sound-card capture of a tape (WAV, AIFF, FLAC, ...) into a TAP file: version 1 for the C64 or VIC 20 (PAL unless told), version 2 for the C16; channel 1 and the cleaner polarity unless told; an existing OUT.tap only with --force.", run_audio2tap},
 };

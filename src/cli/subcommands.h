@@ -21,3 +21,4 @@ int run_pulses(int argc, char **argv);
 int run_edit(int argc, char **argv);
 int run_audio2tap(int argc, char **argv);
 int run_idx(int argc, char **argv);
+int run_d64(int argc, char **argv);
