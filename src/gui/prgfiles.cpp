@@ -5,6 +5,7 @@
 #include "core/hexlisting.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
+#include "gui/d64save.h"
 #include "gui/interface.h"
 #include "gui/support.h"
 
@@ -213,6 +214,8 @@ void prgfiles_module_init()
     g_object_unref(store);
 
     g_signal_connect(view, "button_press_event", G_CALLBACK(on_treeview_prgfiles_button_press_event), nullptr);
+    g_signal_connect(lookup_widget(mainwindow, "button_prgfiles_save_d64"), "clicked",
+                     G_CALLBACK(on_button_prgfiles_save_d64_clicked), nullptr);
     g_signal_connect(view, "popup_menu", G_CALLBACK(on_treeview_prgfiles_popup_menu), nullptr);
     g_signal_connect(view, "cursor_changed", G_CALLBACK(on_treeview_prgfiles_cursor_changed), nullptr);
     g_signal_connect(W("textview_prgfiles_hex"), "populate_popup",

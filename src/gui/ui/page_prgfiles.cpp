@@ -50,6 +50,10 @@ GtkWidget *create_list_pane(GtkWidget *top)
     gtk_label_set_justify(GTK_LABEL(note), GTK_JUSTIFY_CENTER);
     gtk_widget_set_size_request(note, 180, -1);
     ui::pack(vbox, note, false, true, 0);
+    ui::pack(vbox, ui::button(top, "button_prgfiles_save_d64", "Save all as _D64 image...", "gtk-floppy",
+                              N_("Put every PRG file of the list on a D64 disk image, in tape order under "
+                                 "their names on the tape")),
+             false, true, 0);
     return vbox;
 }
 
