@@ -32,6 +32,10 @@ const Subcommand subcommands[] = {
      "Writes NAME.idx beside the tape as the Tape Split page's \"Save IDX File\" does: a line per program (the offset of its header's first copy in hex, tabs, its name) for tape players and emulators; prints the lines.", run_idx},
     {"d64", "d64 [--report REPORT] [--name DISKNAME] [--force] PRG-FOLDER OUT.d64",
      "Puts the PRG files of a \"prg\" folder on a D64 disk image (through cc1541) in tape order, under their names on the tape (the report's, when given; else from the file names), as the Prg Files page's \"Save all as D64 image\" does; prints each file's disk name.", run_d64},
+    {"speed", "speed TAPE",
+     "Prints how fast each recognised file plays, as the Pulse Statistics page shows it: report index, type, name, its leader's mean pulse and ideal pulse in TAP units, and the speed in percent (+ fast, - slow).", run_speed},
+    {"histogram", "histogram [--entry N] TAPE",
+     "Prints the pulse histogram of the tape (or of report entry N): a line \"UNITS<tab>COUNT\" per length that occurs, then the pulses longer than 255 units and the ideal lengths of the recognised files.", run_histogram},
     {"audio2tap", "audio2tap [--c16|--vic20] [--ntsc] [--channel N] [--polarity auto|normal|inverted] [--threshold SHARE] [--force] AUDIO OUT.tap",
      "Turns a sound-card capture of a tape (WAV, AIFF, FLAC, ...) into a TAP file: version 1 for the C64 or VIC 20 (PAL unless told), version 2 for the C16; channel 1 and the cleaner polarity unless told; an existing OUT.tap only with --force.", run_audio2tap},
 };

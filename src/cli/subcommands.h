@@ -22,3 +22,5 @@ int run_edit(int argc, char **argv);
 int run_audio2tap(int argc, char **argv);
 int run_idx(int argc, char **argv);
 int run_d64(int argc, char **argv);
+int run_speed(int argc, char **argv);
+int run_histogram(int argc, char **argv);

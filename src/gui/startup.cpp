@@ -8,6 +8,7 @@
 #include "gui/interface.h"
 #include "gui/options.h"
 #include "gui/prgfiles.h"
+#include "gui/pulsestats_page.h"
 #include "gui/repair.h"
 #include "gui/report.h"
 #include "gui/scanners.h"
@@ -110,6 +111,7 @@ void quillmarfe_startup(int *argc, char ***argv)
     split_module_init();
     tape_analysis_module_init();
     cbm_file_repair_module_init();
+    pulse_statistics_module_init();
 
     common_show_release_notes();
     release_notes_on = 1;

@@ -275,6 +275,37 @@ GtkWidget *create_tape_analysis(GtkWidget *top)
     return vbox;
 }
 
+// The Pulse Statistics page: histogram above, file speeds below, controls.
+GtkWidget *create_pulse_statistics(GtkWidget *top)
+{
+    GtkWidget *vbox = ui::named(top, "vbox_pulse_statistics", gtk_vbox_new(FALSE, 4));
+    gtk_container_set_border_width(GTK_CONTAINER(vbox), 4);
+    GtkWidget *area = ui::named(top, "drawingarea_pulse_histogram", gtk_drawing_area_new());
+    gtk_widget_set_size_request(area, 256, 120);
+    ui::tooltip(area, "How many pulses have each length (TAP units); red: the ideal lengths of the recognised files");
+    ui::pack(vbox, area, true, true, 0);
+    GtkWidget *list = ui::tree_view(top, "treeview_pulse_speeds",
+                                    "How fast each recognised file plays: its leader against the ideal pulses");
+    GtkWidget *scroll = ui::scrolled(top, "scrolledwindow_pulse_speeds", list);
+    gtk_widget_set_size_request(scroll, -1, 110);
+    ui::pack(vbox, scroll, false, true, 0);
+
+    GtkWidget *controls = ui::named(top, "hbox_pulse_statistics_controls", gtk_hbox_new(FALSE, 6));
+    ui::pack(controls, ui::button(top, "button_pulse_statistics_compute", "C_ompute", "gtk-execute",
+                                  N_("Read the attached tape and count its pulses")));
+    ui::pack(controls, ui::named(top, nullptr, gtk_vseparator_new()));
+    ui::pack(controls, ui::check_button(top, "checkbutton_histogram_log", "_Logarithmic counts",
+                                        N_("Show the counts on a logarithmic scale, so rare lengths show too")));
+    ui::pack(controls, ui::check_button(top, "checkbutton_histogram_selected_entry", "Selected _entry only",
+                                        N_("Count only the entry selected on the Interactive report page")));
+    gtk_box_pack_end(GTK_BOX(controls),
+                     ui::button(top, "button_pulse_histogram_snapshot", "Sna_pshot...", "gtk-save-as",
+                                N_("Save the histogram as a PNG picture")),
+                     FALSE, FALSE, 0);
+    ui::pack(vbox, controls, false, true, 0);
+    return vbox;
+}
+
 } // namespace
 
 GtkWidget *create_page_tools(GtkWidget *top)
@@ -296,5 +327,8 @@ GtkWidget *create_page_tools(GtkWidget *top)
     gtk_notebook_append_page(nb, create_tape_analysis(top),
                              ui::tab(top, "hbox_notebook_label_tab_tape_analysis", "gtk-zoom-in",
                                      "Tape Analysis"));
+    gtk_notebook_append_page(nb, create_pulse_statistics(top),
+                             ui::tab(top, "hbox_notebook_label_tab_pulse_statistics", "gtk-sort-ascending",
+                                     "Pulse Statistics"));
     return notebook;
 }
