@@ -97,4 +97,14 @@ TEST_F(DocScreenshots, ATestedTapeItsReportFilesAndPulses)
     gtk_adjustment_set_value(lines, lines->upper * 0.09);
     pump_for(500);
     shoot("tape-analysis");
+
+    // Every loader's pulse lengths against their ideals, and the files' speeds.
+    show_page("notebook_tools", tools_page_holding("drawingarea_pulse_histogram"));
+    gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_log")), TRUE);
+    pump_for(500);
+    EXPECT_GT(gtk_tree_model_iter_n_children(gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_pulse_speeds"))),
+                                             nullptr),
+              3);
+    shoot("pulse-statistics");
 }
