@@ -45,6 +45,20 @@ bool parse_indexes(const char *text, std::vector<int> &indexes)
     return ok;
 }
 
+// "--report REPORT TAPE", in any order; false on anything else.
+bool read_report_and_tape(int argc, char **argv, const char **report_path, const char **tape)
+{
+    for (int i = 0; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc)
+            *report_path = argv[++i];
+        else if (argv[i][0] != '-' && *tape == nullptr)
+            *tape = argv[i];
+        else
+            return false;
+    }
+    return *report_path != nullptr && *tape != nullptr;
+}
+
 } // namespace
 
 int run_split(int argc, char **argv)
@@ -114,15 +128,7 @@ int run_repair(int argc, char **argv)
 {
     const char *report_path = nullptr;
     const char *tape = nullptr;
-    for (int i = 0; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc)
-            report_path = argv[++i];
-        else if (argv[i][0] != '-' && tape == nullptr)
-            tape = argv[i];
-        else
-            return -1;
-    }
-    if (report_path == nullptr || tape == nullptr)
+    if (!read_report_and_tape(argc, argv, &report_path, &tape))
         return -1;
 
     ParsedReport report;
@@ -144,15 +150,7 @@ int run_idx(int argc, char **argv)
 {
     const char *report_path = nullptr;
     const char *tape = nullptr;
-    for (int i = 0; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc)
-            report_path = argv[++i];
-        else if (argv[i][0] != '-' && tape == nullptr)
-            tape = argv[i];
-        else
-            return -1;
-    }
-    if (report_path == nullptr || tape == nullptr)
+    if (!read_report_and_tape(argc, argv, &report_path, &tape))
         return -1;
     ParsedReport report;
     if (!load_report(report_path, report))

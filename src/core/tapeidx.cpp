@@ -2,6 +2,7 @@
 #include "core/tapeidx.h"
 
 #include "core/reportcheck.h"
+#include "core/tapeoutput.h"
 #include "core/textprintf.h"
 
 #include <glib.h>
@@ -46,18 +47,7 @@ std::string tape_idx_text(const std::vector<ReportEntry> &rows)
 
 std::string tape_idx_path(const std::string &tape_path)
 {
-    gchar *folder = g_path_get_dirname(tape_path.c_str());
-    gchar *base = g_path_get_basename(tape_path.c_str());
-    if (gchar *dot = std::strrchr(base, '.'); dot != nullptr && dot != base)
-        *dot = '\0';
-    gchar *name = g_strconcat(base, ".idx", nullptr);
-    gchar *path = g_build_filename(folder, name, nullptr);
-    std::string result = path;
-    g_free(path);
-    g_free(name);
-    g_free(base);
-    g_free(folder);
-    return result;
+    return path_beside_with_extension(tape_path, ".idx");
 }
 
 TapeIdxResult tape_idx_write(const std::string &tape_path, const std::vector<ReportEntry> &rows, int64_t total_size)

@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <cstring>
+#include <exception>
 #include <sys/types.h>
 #include <vector>
 
@@ -161,4 +161,20 @@ void TapeOutput::discard()
         file_ = nullptr;
     }
     g_remove(path_.c_str());
+}
+
+std::string path_beside_with_extension(const std::string &path, const char *extension)
+{
+    gchar *folder = g_path_get_dirname(path.c_str());
+    gchar *base = g_path_get_basename(path.c_str());
+    if (gchar *dot = std::strrchr(base, '.'); dot != nullptr && dot != base)
+        *dot = '\0';
+    gchar *name = g_strconcat(base, extension, nullptr);
+    gchar *beside = g_build_filename(folder, name, nullptr);
+    std::string result = beside;
+    g_free(beside);
+    g_free(name);
+    g_free(base);
+    g_free(folder);
+    return result;
 }

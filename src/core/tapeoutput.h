@@ -54,5 +54,9 @@ private:
     int64_t size_ = 0;
 };
 
+// "NAME.EXT" in the folder of `path` ("NAME" its file name without its own
+// extension, if it has one): where a tool puts what it makes of a file.
+std::string path_beside_with_extension(const std::string &path, const char *extension);
+
 // Size of a file in bytes, or -1 when it can't be read.
 int64_t tape_output_file_size(FILE *file);

@@ -4,6 +4,7 @@
 #include "gui/importaudio.h"
 
 #include "core/audioimport.h"
+#include "core/tapeoutput.h"
 #include "core/tapimage.h"
 #include "gui/appstate.h"
 #include "gui/attach.h"
@@ -172,22 +173,6 @@ AudioImportOptions chosen_options(const OptionWidgets &w)
     return options;
 }
 
-// "NAME.tap" beside the capture, its own extension replaced.
-std::string tape_path_for(const std::string &capture)
-{
-    gchar *folder = g_path_get_dirname(capture.c_str());
-    gchar *base = g_path_get_basename(capture.c_str());
-    if (gchar *dot = std::strrchr(base, '.'); dot && dot != base)
-        *dot = '\0';
-    gchar *name = g_strconcat(base, ".tap", nullptr);
-    gchar *path = g_build_filename(folder, name, nullptr);
-    std::string result = path;
-    g_free(path);
-    g_free(name);
-    g_free(base);
-    g_free(folder);
-    return result;
-}
 
 bool may_replace(const std::string &tap)
 {
@@ -211,7 +196,7 @@ void import_audio_capture_start(const std::string &capture, const AudioImportOpt
 {
     if (running != nullptr)
         return;
-    const std::string tap = tape_path_for(capture);
+    const std::string tap = path_beside_with_extension(capture, ".tap");
     if (!may_replace(tap))
         return;
     auto *job = new ImportJob;
