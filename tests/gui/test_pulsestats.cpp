@@ -5,6 +5,10 @@
 
 #include "gui/appstate.h"
 #include "gui/attach.h"
+#include "gui/console.h"
+#include "gui/report.h"
+
+#include <glib/gstdio.h>
 #include "gui/pulsestats_page.h"
 
 namespace {
@@ -50,6 +54,34 @@ TEST_F(PulseStatistics, ComputeShowsTheTapesHistogramAndTheSpeedOfEveryFile)
     pump_for(150);
     EXPECT_EQ(sha256_of(tape), hash);
     save_screenshot(mainwindow, "pulse_statistics");
+}
+
+TEST_F(PulseStatistics, TheSelectedReportEntryAloneCanBeCounted)
+{
+    // Test the tape with the real console, so the Interactive page lists its entries.
+    const std::string console = tmp + "/console";
+    g_mkdir_with_parents(console.c_str(), 0700);
+    write_file(console + "/quillmar", read_file(QM_QUILLMAR));
+    g_chmod((console + "/quillmar").c_str(), 0755);
+    replace_owned_string(utf8_path_consolelocation, console.c_str());
+    g_signal_emit_by_name(W("toolbutton_test"), "clicked");
+    ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
+    pump_for(300);
+    ASSERT_TRUE(report_has_been_produced());
+
+    gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
+    pump_for(200);
+    GtkTreePath *third = gtk_tree_path_new_from_indices(2, -1);
+    gtk_tree_view_set_cursor(GTK_TREE_VIEW(W("treeview_file_list")), third, nullptr, FALSE);
+    gtk_tree_path_free(third);
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_selected_entry")), TRUE);
+    pump_for(200);
+    const TapeScan scan = scan_tape_file(tape);
+    EXPECT_EQ(pulse_statistics_histogram().counts, pulse_histogram(scan, 2).counts);
+    EXPECT_NE(pulse_statistics_histogram().counts, pulse_histogram(scan).counts);
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_selected_entry")), FALSE);
+    pump_for(200);
+    EXPECT_EQ(pulse_statistics_histogram().counts, pulse_histogram(scan).counts);
 }
 
 TEST_F(PulseStatistics, TheSnapshotIsAPngPicture)
