@@ -55,43 +55,108 @@ uint64_t sample_count(const PulseTrack &track, uint64_t clock)
     return sample_at(total * CYCLES_PER_UNIT, clock);
 }
 
-// Calls emit(value, count) for every run of equal samples, in order.
+// Turns the wave, given piece by piece, into samples. Each sample is the
+// wave's mean over the span it stands for, so an edge between two sample
+// instants gives the sample it falls in a value between the two levels, in
+// proportion to where it falls: the recording keeps every edge's exact time
+// instead of moving it to the nearest sample, and a reader that finds the
+// zero crossing between samples gets it back.
+//
+// Time is counted in steps of 1 / (2 x AUDIO_SAMPLE_RATE x clock) seconds,
+// so that both the pulse edges (2 x AUDIO_SAMPLE_RATE steps per cycle) and
+// the sample spans (2 x clock steps each, sample k standing for the span
+// centred on k x 2 x clock) fall on whole steps. Sample 0 straddles the
+// start: the first wave is taken to reach back over its first half.
+class BoxSampler {
+public:
+    explicit BoxSampler(uint64_t clock)
+        : width_(2 * int64_t(clock)), pos_(-int64_t(clock)), boundary_(int64_t(clock))
+    {
+    }
+
+    static int64_t steps(uint64_t cycles) { return int64_t(cycles) * 2 * int64_t(AUDIO_SAMPLE_RATE); }
+
+    // A constant level from where the wave stands up to `end`.
+    template <class Emit>
+    void flat(double level, int64_t end, Emit &emit)
+    {
+        while (end >= boundary_) {
+            sum_ += level * double(boundary_ - pos_);
+            pos_ = boundary_;
+            close(emit);
+            const int64_t whole = (end - pos_) / width_;
+            if (whole > 0) {
+                emit(static_cast<int16_t>(std::lround(level)), uint64_t(whole));
+                pos_ += whole * width_;
+                boundary_ += whole * width_;
+            }
+        }
+        sum_ += level * double(end - pos_);
+        pos_ = end;
+    }
+
+    // Part of a sine wave: amplitude x sin(omega x (t - start)) up to `end`.
+    template <class Emit>
+    void sine(double amplitude, double omega, int64_t start, int64_t end, Emit &emit)
+    {
+        // The integral of the sine over [u, v).
+        auto area = [&](int64_t u, int64_t v) {
+            return amplitude * (std::cos(omega * double(u - start)) - std::cos(omega * double(v - start))) / omega;
+        };
+        while (end >= boundary_) {
+            sum_ += area(pos_, boundary_);
+            pos_ = boundary_;
+            close(emit);
+        }
+        sum_ += area(pos_, end);
+        pos_ = end;
+    }
+
+private:
+    template <class Emit>
+    void close(Emit &emit)
+    {
+        emit(static_cast<int16_t>(std::lround(sum_ / double(width_))), 1);
+        sum_ = 0;
+        boundary_ += width_;
+    }
+
+    const int64_t width_;
+    int64_t pos_;       // where the wave given so far ends
+    int64_t boundary_;  // where the sample being filled ends
+    double sum_ = 0;    // the wave's integral over that sample so far
+};
+
+// Calls emit(value, count) for every run of equal samples, in order: the
+// samples whose whole span lies within the tape.
 template <class Emit>
 void render(const PulseTrack &track, uint64_t clock, bool sine, bool half_waves, Emit &&emit)
 {
-    const double two_pi = 2.0 * std::acos(-1.0);
+    const double pi = std::acos(-1.0);
+    const double amplitude = AUDIO_AMPLITUDE;
+    BoxSampler sampler(clock);
     uint64_t at = 0;  // cycles from the start of the tape to the current pulse
     int sign = 1;     // of the next half-wave
     for (std::size_t i = 0; i < track.size(); ++i) {
         const uint64_t cycles = uint64_t(track.units(i)) * CYCLES_PER_UNIT;
-        const uint64_t first = sample_at(at, clock);
-        const uint64_t end = sample_at(at + cycles, clock);
+        const int64_t first = BoxSampler::steps(at), end = BoxSampler::steps(at + cycles);
         at += cycles;
         if (track.is_silence(i)) {
-            emit(int16_t(0), end - first);
+            sampler.flat(0, end, emit);
             sign = 1;
         } else if (half_waves) {
             // The pulse is one half of a wave: the halves alternate.
-            if (sine) {
-                const double length = double(end - first);
-                for (uint64_t k = first; k < end; ++k) {
-                    const double phase = two_pi / 2 * (double(k - first) + 0.5) / length;
-                    emit(static_cast<int16_t>(std::lround(sign * AUDIO_AMPLITUDE * std::sin(phase))), 1);
-                }
-            } else {
-                emit(int16_t(sign * AUDIO_AMPLITUDE), end - first);
-            }
+            if (sine)
+                sampler.sine(sign * amplitude, pi / double(end - first), first, end, emit);
+            else
+                sampler.flat(sign * amplitude, end, emit);
             sign = -sign;
         } else if (sine) {
-            const double length = double(end - first);
-            for (uint64_t k = first; k < end; ++k) {
-                const double phase = two_pi * (double(k - first) + 0.5) / length;
-                emit(static_cast<int16_t>(std::lround(AUDIO_AMPLITUDE * std::sin(phase))), 1);
-            }
+            sampler.sine(amplitude, 2 * pi / double(end - first), first, end, emit);
         } else {
-            const uint64_t middle = sample_at(at - cycles + cycles / 2, clock);
-            emit(AUDIO_AMPLITUDE, middle - first);
-            emit(int16_t(-AUDIO_AMPLITUDE), end - middle);
+            const int64_t middle = BoxSampler::steps(at - cycles + cycles / 2);
+            sampler.flat(amplitude, middle, emit);
+            sampler.flat(-amplitude, end, emit);
         }
     }
 }

@@ -10,10 +10,15 @@
 // starting with + after each silence. Silence pulses (the pulses of PAUSE
 // entries) are silent: samples of 0 for their whole duration.
 //
-// Pulse edges fall on the sample nearest to their exact time, counted from
-// the start of the tape in whole clock cycles, so rounding never accumulates:
-// the recording lasts the tape's total duration to within one sample, and
-// a pulse shorter than a sample adds its time to the next one.
+// Each sample is the mean of that wave over the 1/44,100 s it stands for
+// (sample k centred on k / 44,100 s; the first wave is taken to reach back
+// over the half sample before the tape's start), so an edge that falls between two sample instants gives its
+// sample a value between the two levels, in proportion to where it falls.
+// Edges keep their exact times, counted from the start of the tape in whole
+// clock cycles, and a reader that finds the zero crossing between samples
+// gets them back to a fraction of a sample. The recording holds the samples
+// whose span lies within the tape: it lasts the tape's total duration to
+// within half a sample.
 //
 // Sun AU: a 24-byte big-endian header - ".snd", data offset 24, data size in
 // bytes, encoding 3 (16-bit linear PCM), sample rate 44100, 1 channel -

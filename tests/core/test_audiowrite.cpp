@@ -1,6 +1,7 @@
 // Tests of the audio recording of a tape: AU and WAV headers field by field,
-// pulse edges on the samples nearest to their time, silent pauses, square and
-// sine waves, and the length of a whole encoded tape.
+// every sample the mean of the wave over its span (an edge between two
+// sample instants gives its sample a value in between), silent pauses,
+// square and sine waves, and the length of a whole encoded tape.
 #include "core/audiowrite.h"
 
 #include "core/cbmencode.h"
@@ -65,11 +66,15 @@ std::vector<SampleRun> runs_of(const Samples &s)
 
 constexpr int16_t HI = 30000, LO = -30000;
 
-// The hand tape's samples, edges at round(cycles x 44100 / 985248):
-// S 0..9..17, M 17..29..41, L 41..56..72, silence to 44172 (one second
-// later), S 44172..44180..44189.
-const std::vector<SampleRun> HAND_SQUARE = {{HI, 9},  {LO, 8},  {HI, 12},    {LO, 12}, {HI, 15},
-                                            {LO, 16}, {0, 44100}, {HI, 8}, {LO, 9}};
+// The hand tape's samples. Edges in samples, cycles x 44100 / 985248:
+// S 0, 8.594, 17.188; M 29.005, 40.821; L 56.219, 71.616; silence to
+// 44171.616; S 44180.210, 44188.804. Sample k stands for [k - 0.5, k + 0.5):
+// the one an edge falls in is 30000 x (share before - share after), e.g.
+// sample 9: 30000 x (0.094 - 0.906) = -24361; the last one whose span ends
+// within the tape is 44188.
+const std::vector<SampleRun> HAND_SQUARE = {
+    {HI, 9},  {-24361, 1}, {LO, 7},  {-11277, 1}, {HI, 11}, {281, 1},   {LO, 11},   {10716, 1}, {HI, 14},
+    {13137, 1}, {LO, 15},  {-3495, 1}, {0, 44099}, {26505, 1}, {HI, 7}, {12628, 1}, {LO, 8}};
 constexpr std::size_t HAND_SAMPLES = 44189;
 
 } // namespace
@@ -85,12 +90,15 @@ TEST(AudioWrite, SineWaveByHand)
 {
     const Samples s = render_samples(scan(hand_tape()), true);
     ASSERT_EQ(s.size(), HAND_SAMPLES);
-    // The first pulse: 17 samples of 30000 x sin(2 pi (k + 0.5) / 17).
-    const Samples first = {5512,  15793,  23941,  28855,  29872,  26855,  20211,  10837, 0,
-                           -10837, -20211, -26855, -29872, -28855, -23941, -15793, -5512};
+    // The first pulse lasts L = 17.1875 samples: sample k is the mean of
+    // 30000 x sin(w t), w = 2 pi / L, over [k - 0.5, k + 0.5), which is
+    // 30000 x 2 sin(w k) sin(w / 2) / w (the wave reaching back before the
+    // start, so sample 0 is 0).
+    const Samples first = {0,      10664,  19920,  26542,  29658,  28853,  24236,  16416,  6427,
+                           -4412, -14667, -22985, -28265, -29810, -27415, -21397, -12552};
     EXPECT_EQ(Samples(s.begin(), s.begin() + 17), first);
     // The pause is silent, in sine waves too.
-    for (std::size_t k = 72; k < 44172; ++k)
+    for (std::size_t k = 73; k < 44172; ++k)
         ASSERT_EQ(s[k], 0) << k;
     EXPECT_NE(s[44172], 0);
     EXPECT_NE(s, render_samples(scan(hand_tape()), false));
@@ -109,8 +117,11 @@ TEST(AudioWrite, AuHeaderAndBigEndianSamples)
     // +30000 = $7530, -30000 = $8AD0, most significant byte first.
     EXPECT_EQ(au[24], 0x75);
     EXPECT_EQ(au[25], 0x30);
-    EXPECT_EQ(au[24 + 2 * 9], 0x8A);
-    EXPECT_EQ(au[24 + 2 * 9 + 1], 0xD0);
+    EXPECT_EQ(au[24 + 2 * 10], 0x8A);
+    EXPECT_EQ(au[24 + 2 * 10 + 1], 0xD0);
+    // -24361 = $A0D7, the sample the first edge falls in.
+    EXPECT_EQ(au[24 + 2 * 9], 0xA0);
+    EXPECT_EQ(au[24 + 2 * 9 + 1], 0xD7);
     EXPECT_EQ(au[24 + 2 * 100], 0x00);
     EXPECT_EQ(au[24 + 2 * 100 + 1], 0x00);
 }
@@ -134,8 +145,10 @@ TEST(AudioWrite, WavHeaderAndLittleEndianSamples)
     EXPECT_EQ(le32(wav, 40), 2 * HAND_SAMPLES);
     EXPECT_EQ(wav[44], 0x30);
     EXPECT_EQ(wav[45], 0x75);
-    EXPECT_EQ(wav[44 + 2 * 9], 0xD0);
-    EXPECT_EQ(wav[44 + 2 * 9 + 1], 0x8A);
+    EXPECT_EQ(wav[44 + 2 * 10], 0xD0);
+    EXPECT_EQ(wav[44 + 2 * 10 + 1], 0x8A);
+    EXPECT_EQ(wav[44 + 2 * 9], 0xD7);
+    EXPECT_EQ(wav[44 + 2 * 9 + 1], 0xA0);
 }
 
 TEST(AudioWrite, FormatsHoldTheSameSamples)
@@ -157,14 +170,13 @@ TEST(AudioWrite, FormatsHoldTheSameSamples)
 
 TEST(AudioWrite, ClockOfThePlatform)
 {
-    // VIC 20 PAL (1,108,416 Hz), edges at round(cycles x 44100 / 1108416):
-    // S 0..8..15 (192, 384 cycles: 7.64, 15.28 samples), M 15..26..36 (648,
-    // 912: 25.78, 36.29), L 36..50..64 (1256, 1600: 49.97, 63.66); 985,248
-    // cycles of silence to 39,263 (986,848: 39,263.23); S 39,263..39,271..39,279
-    // (39,270.87, 39,278.51).
+    // VIC 20 PAL (1,108,416 Hz), edges at cycles x 44100 / 1108416 samples:
+    // S 7.640, 15.279; M 25.783, 36.287; L 49.973, 63.659; silence to
+    // 39263.228; S 39270.867, 39278.506.
     const Samples s = render_samples(scan(hand_tape(true)), false);
-    const std::vector<SampleRun> expected = {{HI, 8},  {LO, 7},  {HI, 11},    {LO, 10}, {HI, 14},
-                                             {LO, 14}, {0, 39199}, {HI, 8}, {LO, 8}};
+    const std::vector<SampleRun> expected = {
+        {HI, 8},  {-21659, 1}, {LO, 6},  {-16681, 1}, {HI, 10}, {-13101, 1}, {LO, 9},   {-17118, 1}, {HI, 13},
+        {-1689, 1}, {LO, 13},  {-4752, 1}, {0, 39198}, {7979, 1}, {HI, 7},   {-7618, 1}, {LO, 7}};
     EXPECT_EQ(runs_of(s), expected);
 }
 
@@ -197,8 +209,12 @@ TEST(AudioWrite, WholeTapeLastsAsLongAsItsPulses)
         EXPECT_GE(double(zeros), silence - 3);
         EXPECT_GT(loud, samples.size() / 3);
         if (!sine) {
-            for (int16_t v : samples)
-                ASSERT_TRUE(v == 0 || v == HI || v == LO);
+            // Levels in between only where an edge falls within the sample.
+            for (std::size_t k = 1; k + 1 < samples.size(); ++k) {
+                if (samples[k] != 0 && samples[k] != HI && samples[k] != LO) {
+                    ASSERT_NE(samples[k - 1], samples[k + 1]) << k;
+                }
+            }
         }
         const Bytes wav = render_audio(s, AudioFormat::Wav, sine);
         EXPECT_EQ(wav.size(), 44 + 2 * samples.size());
@@ -215,9 +231,10 @@ TEST(AudioWrite, OverflowedPauseIsSilentAndWhole)
     f.insert(f.end(), data.begin(), data.end());
     tap_fix_data_size(f);
     const Samples s = render_samples(scan(f), false);
-    // Edges: 384 cycles -> 17; 384 + 16,777,592 = 16,777,976 -> 750,987;
-    // + 192 -> 750,996; + 384 -> 751,004.
-    const std::vector<SampleRun> expected = {{HI, 9}, {LO, 8}, {0, 750970}, {HI, 9}, {LO, 8}};
+    // Edges in samples: 8.594, 17.188; 384 + 16,777,592 = 16,777,976 cycles
+    // -> 750,986.688; + 192 -> 750,995.282; + 384 -> 751,003.876.
+    const std::vector<SampleRun> expected = {{HI, 9},      {-24361, 1}, {LO, 7}, {-20639, 1}, {0, 750969},
+                                             {5810, 1}, {HI, 8},      {-5981, 1}, {LO, 7}};
     EXPECT_EQ(runs_of(s), expected);
 }
 
@@ -254,7 +271,13 @@ TEST(AudioWrite, VersionTwoPulsesAreAlternatingHalfWaves)
     const TapeScan s = scan(f);
     const uint64_t clock = tape_clock_hz(s);
     const Samples square = render_samples(s, false);
-    const std::vector<SampleRun> runs = runs_of(square);
+    // The runs at the three levels, leaving out the samples edges fall in.
+    Samples levels;
+    for (int16_t v : square)
+        if (v == 0 || v == HI || v == LO)
+            levels.push_back(v);
+    EXPECT_LE(square.size() - levels.size(), 5u);
+    const std::vector<SampleRun> runs = runs_of(levels);
     ASSERT_EQ(runs.size(), 5u);
     EXPECT_EQ(runs[0].value, HI);
     EXPECT_EQ(runs[1].value, LO);
@@ -267,7 +290,7 @@ TEST(AudioWrite, VersionTwoPulsesAreAlternatingHalfWaves)
     // Sine halves: the second is the first turned over.
     const Samples sine = render_samples(s, true);
     ASSERT_EQ(sine.size(), square.size());
-    for (std::size_t k = 0; k < runs[0].count; ++k) {
+    for (std::size_t k = 1; k < runs[0].count; ++k) { // sample 0 straddles the start: 0
         EXPECT_GT(sine[k], 0) << k;
         EXPECT_LT(sine[runs[0].count + k], 0) << k;
     }
