@@ -263,6 +263,8 @@ TEST(OceanIdentify, ThresholdOfTheContinuousTimer)
 {
     BootFacts facts;
     facts.thresholds = {480};
+    EXPECT_FALSE(LOADER_OCEAN.identify(facts)) << "a one-shot timer of 480 cycles is Wild Save's";
+    facts.continuous = true;
     EXPECT_TRUE(LOADER_OCEAN.identify(facts));
     facts.thresholds = {500};
     EXPECT_FALSE(LOADER_OCEAN.identify(facts));

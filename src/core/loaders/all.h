@@ -11,6 +11,9 @@ extern const TurboLoader LOADER_USGOLD;
 extern const TurboLoader LOADER_BURNER;
 extern const TurboLoader LOADER_BLEEPLOAD;
 extern const TurboLoader LOADER_C16;
+extern const TurboLoader LOADER_MICROLOAD;
+extern const TurboLoader LOADER_WILDSAVE;
+extern const TurboLoader LOADER_CHR;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -29,3 +32,6 @@ extern const char BURNER_TYPE[];            // "BURNER"
 extern const char BLEEPLOAD_TYPE[];         // "BLEEPLOAD"
 extern const char C16_TYPE_HEADER[];        // "C16 ROM-TAPE HEADER"
 extern const char C16_TYPE_DATA[];          // "C16 ROM-TAPE DATA"
+extern const char MICROLOAD_TYPE[];         // "MICROLOAD"
+extern const char WILDSAVE_TYPE[];          // "WILD SAVE"
+extern const char CHR_TYPE[];               // "CHR"

@@ -73,47 +73,53 @@ bool find_pilot(const PulseTrack &track, std::size_t from, PilotAt &found, std::
 {
     const BitReader reader(track, units_of_cycles(FORMAT.threshold_cycles), FORMAT.order);
     const std::size_t n = reader.size();
-    std::size_t valid = 0;  // bit pulses in a row up to q
-    std::size_t run = 0;    // pulses in a row equal to the one 8 before
-    for (std::size_t q = from; q < n; ++q) {
-        const int b = reader.bit(q);
-        if (b < 0) {
-            valid = 0;
+    // Only where 8 * PILOT_MIN_BYTES pulses repeat the pulse 8 before them
+    // can a pilot end: the stretches where they do are read pulse by pulse.
+    std::size_t begin = 0, end = 0, searched = from;
+    while (next_repeating_stretch(reader, searched, 8 * (PILOT_MIN_BYTES - 1), {}, begin, end)) {
+        searched = end;
+        std::size_t valid = 0;  // bit pulses in a row up to q
+        std::size_t run = 0;    // pulses in a row equal to the one 8 before
+        for (std::size_t q = std::max(from, begin >= 8 ? begin - 8 : 0); q < n && q <= end + 8; ++q) {
+            const int b = reader.bit(q);
+            if (b < 0) {
+                valid = 0;
+                run = 0;
+                continue;
+            }
+            if (++valid <= 8)
+                continue;
+            if (b == reader.bit(q - 8)) {
+                ++run;
+                continue;
+            }
+            const std::size_t repeated = run + 8;  // pulses of the periodic stretch before q
             run = 0;
-            continue;
+            if (repeated < 8 * PILOT_MIN_BYTES)
+                continue;
+            // q would be the first pulse of the complement: 8 flipped bits, then P again.
+            bool shaped = true;
+            for (std::size_t k = 0; k < 8 && shaped; ++k)
+                shaped = reader.bit(q + k) == 1 - reader.bit(q - 8 + k) && reader.bit(q + 8 + k) == reader.bit(q - 8 + k);
+            if (!shaped)
+                continue;
+            const std::size_t aligned = q - 8 * (repeated / 8);
+            const ClassMeans means = class_means(track, aligned, q + 16, reader.threshold());
+            if (!plausible_speed(means, FORMAT))
+                continue;
+            const std::size_t start = aligned - std::min<std::size_t>(repeated % 8, 7);
+            if (start > from) {
+                retry = start;
+                return false;
+            }
+            found.start = from;
+            found.aligned = aligned;
+            found.header = q + 16;
+            reader.byte(q - 8, found.value);
+            found.means = means;
+            found.threshold = calibrated_threshold(found.means, FORMAT);
+            return true;
         }
-        if (++valid <= 8)
-            continue;
-        if (b == reader.bit(q - 8)) {
-            ++run;
-            continue;
-        }
-        const std::size_t repeated = run + 8;  // pulses of the periodic stretch before q
-        run = 0;
-        if (repeated < 8 * PILOT_MIN_BYTES)
-            continue;
-        // q would be the first pulse of the complement: 8 flipped bits, then P again.
-        bool shaped = true;
-        for (std::size_t k = 0; k < 8 && shaped; ++k)
-            shaped = reader.bit(q + k) == 1 - reader.bit(q - 8 + k) && reader.bit(q + 8 + k) == reader.bit(q - 8 + k);
-        if (!shaped)
-            continue;
-        const std::size_t aligned = q - 8 * (repeated / 8);
-        const ClassMeans means = class_means(track, aligned, q + 16, reader.threshold());
-        if (!plausible_speed(means, FORMAT))
-            continue;
-        const std::size_t start = aligned - std::min<std::size_t>(repeated % 8, 7);
-        if (start > from) {
-            retry = start;
-            return false;
-        }
-        found.start = from;
-        found.aligned = aligned;
-        found.header = q + 16;
-        reader.byte(q - 8, found.value);
-        found.means = means;
-        found.threshold = calibrated_threshold(found.means, FORMAT);
-        return true;
     }
     retry = std::max(n, from + 1);
     return false;

@@ -74,6 +74,7 @@ BootFacts read_boot_code(const uint8_t *code, std::size_t size)
         if (i + 3 < size && op == EOR_IMM && code[i + 1] == 0x02 && code[i + 2] == LSR_A && code[i + 3] == LSR_A)
             continuous_read = true;
     }
+    facts.continuous = continuous_read;
     for (int cia = 0; cia < 2; ++cia) {
         if (low[cia] < 0 || high[cia] < 0)
             continue;

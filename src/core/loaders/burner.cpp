@@ -230,57 +230,67 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
     uint32_t msb_pilots[256] = {}, lsb_pilots[256] = {};
     for (std::size_t k = 0; k < variants.size() && k < 32; ++k)
         (variants[k].order == BitOrder::MsbFirst ? msb_pilots : lsb_pilots)[variants[k].pilot] |= 1u << k;
-    unsigned msb = 0, lsb = 0, valid = 0;
-    std::size_t run_start = from;
-    for (std::size_t q = from; q < n; ++q) {
-        const int b = msb_reader.bit(q);
-        if (b < 0) {
-            valid = 0;
-            run_start = q + 1;
-            continue;
-        }
-        msb = ((msb << 1) | unsigned(b)) & 0xFFu;
-        lsb = (lsb >> 1) | (unsigned(b) << 7);
-        if (++valid < 8)
-            continue;
-        const uint32_t candidates = msb_pilots[msb] | lsb_pilots[lsb];
-        for (std::size_t k = 0; candidates != 0 && k < variants.size() && k < 32; ++k) {
-            const Variant &v = variants[k];
-            const bool is_msb = v.order == BitOrder::MsbFirst;
-            if (!(candidates & (1u << k)) || q < skip_until[k])
+    // A pilot lies where pulses repeat the pulse 8 before them: only those
+    // stretches are read pulse by pulse.
+    std::vector<uint8_t> pilot_values;
+    for (const Variant &v : variants)
+        pilot_values.push_back(v.pilot);
+    std::size_t begin = 0, stretch_end = 0, searched = from;
+    while (next_repeating_stretch(msb_reader, searched, 8 * (PILOT_MIN_BYTES - 1), pilot_values, begin, stretch_end)) {
+        searched = stretch_end;
+        unsigned msb = 0, lsb = 0, valid = 0;
+        const std::size_t first = std::max(from, begin >= 8 ? begin - 8 : 0);
+        std::size_t run_start = first;
+        for (std::size_t q = first; q < n && q <= stretch_end + 8; ++q) {
+            const int b = msb_reader.bit(q);
+            if (b < 0) {
+                valid = 0;
+                run_start = q + 1;
                 continue;
-            const BitReader &reader = is_msb ? msb_reader : lsb_reader;
-            const std::size_t aligned = q - 7;
-            std::size_t end = q + 1;
-            std::size_t count = 1;
-            uint8_t value = 0;
-            while (reader.byte(end, value) && value == v.pilot) {
-                end += 8;
-                ++count;
             }
-            skip_until[k] = end;  // a later start in this run has fewer bytes
-            if (count < PILOT_MIN_BYTES)
+            msb = ((msb << 1) | unsigned(b)) & 0xFFu;
+            lsb = (lsb >> 1) | (unsigned(b) << 7);
+            if (++valid < 8)
                 continue;
-            const Format format = format_of(v.order);
-            const ClassMeans means = class_means(track, aligned, end, nominal);
-            if (!plausible_speed(means, format))
-                continue;
-            const double threshold = calibrated_threshold(means, format);
-            const BitReader calibrated(track, threshold, v.order);
-            if (!calibrated.byte(end, value) || value != v.sync)
-                continue;
-            const std::size_t lead = std::min<std::size_t>(aligned - std::max(run_start, from), 7);
-            if (aligned - lead > from) {
-                retry = aligned - lead;
-                return false;
+            const uint32_t candidates = msb_pilots[msb] | lsb_pilots[lsb];
+            for (std::size_t k = 0; candidates != 0 && k < variants.size() && k < 32; ++k) {
+                const Variant &v = variants[k];
+                const bool is_msb = v.order == BitOrder::MsbFirst;
+                if (!(candidates & (1u << k)) || q < skip_until[k])
+                    continue;
+                const BitReader &reader = is_msb ? msb_reader : lsb_reader;
+                const std::size_t aligned = q - 7;
+                std::size_t end = q + 1;
+                std::size_t count = 1;
+                uint8_t value = 0;
+                while (reader.byte(end, value) && value == v.pilot) {
+                    end += 8;
+                    ++count;
+                }
+                skip_until[k] = end;  // a later start in this run has fewer bytes
+                if (count < PILOT_MIN_BYTES)
+                    continue;
+                const Format format = format_of(v.order);
+                const ClassMeans means = class_means(track, aligned, end, nominal);
+                if (!plausible_speed(means, format))
+                    continue;
+                const double threshold = calibrated_threshold(means, format);
+                const BitReader calibrated(track, threshold, v.order);
+                if (!calibrated.byte(end, value) || value != v.sync)
+                    continue;
+                const std::size_t lead = std::min<std::size_t>(aligned - std::max(run_start, from), 7);
+                if (aligned - lead > from) {
+                    retry = aligned - lead;
+                    return false;
+                }
+                found.variant = v;
+                found.pilot.start = from;
+                found.pilot.aligned = aligned;
+                found.pilot.end = end;
+                found.pilot.means = means;
+                found.pilot.threshold = threshold;
+                return true;
             }
-            found.variant = v;
-            found.pilot.start = from;
-            found.pilot.aligned = aligned;
-            found.pilot.end = end;
-            found.pilot.means = means;
-            found.pilot.threshold = threshold;
-            return true;
         }
     }
     retry = std::max(n, from + 1);

@@ -7,18 +7,19 @@
 
 std::vector<const TurboLoader *> loaders_in_boot_files(const TapeScan &cbm_scan)
 {
-    BootFacts all;
+    // Each boot file on its own: the threshold of one and the compares of
+    // another are no loader.
+    std::vector<const TurboLoader *> found;
     for (const TapeEntry &e : cbm_scan.entries) {
         if (e.scanner != &cbm_rom_scanner || e.type != CBM_TYPE_DATA)
             continue;
         const BootFacts facts = read_boot_code(e.payload.data(), e.payload.size());
-        all.thresholds.insert(all.thresholds.end(), facts.thresholds.begin(), facts.thresholds.end());
-        all.compares.insert(all.compares.end(), facts.compares.begin(), facts.compares.end());
+        for (const TurboLoader &l : turbo_loaders())
+            if (l.identify(facts) && std::find(found.begin(), found.end(), &l) == found.end())
+                found.push_back(&l);
     }
-    std::vector<const TurboLoader *> found;
-    for (const TurboLoader &l : turbo_loaders())
-        if (l.identify(all))
-            found.push_back(&l);
+    // Most common first, as in the table.
+    std::sort(found.begin(), found.end());
     return found;
 }
 

@@ -245,8 +245,12 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
     return tap;
 }
 
-// The loader's boot code runs a continuous timer of 480 cycles.
-bool identify(const BootFacts &facts) { return facts.has_threshold_near(FORMAT.threshold_cycles); }
+// The loader's boot code runs a continuous timer of 480 cycles (Wild Save's
+// one-shot timer has the same threshold).
+bool identify(const BootFacts &facts)
+{
+    return facts.continuous && facts.has_threshold_near(FORMAT.threshold_cycles);
+}
 
 const TapeScanner SCANNER = {"ocean", "Ocean/Imagine", SCAN_FOR_C64, recognise};
 

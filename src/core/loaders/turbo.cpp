@@ -2,6 +2,7 @@
 #include "core/loaders/turbo.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cmath>
 
 namespace turbo {
@@ -87,47 +88,126 @@ bool plausible_speed(const ClassMeans &means, const Format &format, double slack
 
 // --- Pilots ----------------------------------------------------------------
 
+namespace {
+
+// Pulse q holds a bit and the pulse 8 later holds the same: inside a pilot
+// of one byte value every pulse but the last byte's does.
+inline bool repeats(const BitReader &reader, std::size_t q)
+{
+    const int b = reader.bit(q);
+    return b >= 0 && b == reader.bit(q + 8);
+}
+
+// The 8 bits from q, the first one highest.
+unsigned bits_from(const BitReader &reader, std::size_t q)
+{
+    unsigned v = 0;
+    for (unsigned k = 0; k < 8; ++k)
+        v = (v << 1) | unsigned(reader.bit(q + k) > 0);
+    return v;
+}
+
+// Marks every rotation of `value`, in either bit order: the 8 bits read
+// anywhere in a run of that byte are one of them.
+void mark_rotations(uint8_t value, std::bitset<256> &marks)
+{
+    uint8_t mirrored = 0;
+    for (unsigned k = 0; k < 8; ++k)
+        mirrored |= uint8_t(((value >> k) & 1u) << (7 - k));
+    for (unsigned r = 0; r < 8; ++r) {
+        marks.set(uint8_t((value << r) | (value >> ((8 - r) & 7))));
+        marks.set(uint8_t((mirrored << r) | (mirrored >> ((8 - r) & 7))));
+    }
+}
+
+} // namespace
+
+bool next_repeating_stretch(const BitReader &reader, std::size_t from, std::size_t span,
+                            const std::vector<uint8_t> &values, std::size_t &begin, std::size_t &end)
+{
+    const std::size_t n = reader.size();
+    span = std::max<std::size_t>(span, 8);
+    std::size_t g = from + span - 1;  // every stretch of `span` from `from` on holds one grid point
+    std::bitset<256> rotations;
+    for (uint8_t v : values)
+        mark_rotations(v, rotations);
+    auto wanted = [&](std::size_t q) { return values.empty() || rotations.test(bits_from(reader, q)); };
+    while (g < n) {
+        // The 8 bits from a pulse of a stretch are a rotation of its byte:
+        // a stretch of another byte (a leader, another format's pilot) is
+        // passed over without being walked.
+        if (!repeats(reader, g) || !wanted(g)) {
+            g += span;
+            continue;
+        }
+        std::size_t b = g, e = g + 1;
+        while (b > from && repeats(reader, b - 1))
+            --b;
+        while (e < n && repeats(reader, e))
+            ++e;
+        if (e - b >= span) {
+            begin = b;
+            end = e;
+            return true;
+        }
+        // No stretch through g will do: the next one starts after e.
+        g = e + span;
+    }
+    return false;
+}
+
 bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
                      PilotFound &found, std::size_t &retry)
 {
     const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
     const std::size_t n = reader.size();
     const bool msb = format.order == BitOrder::MsbFirst;
-    unsigned reg = 0;
-    unsigned valid = 0;  // bits in reg since the last pulse that was no bit
-    std::size_t run_start = from;  // first bit pulse of the current run
-    for (std::size_t q = from; q < n; ++q) {
-        const int b = reader.bit(q);
-        if (b < 0) {
-            valid = 0;
-            run_start = q + 1;
-            continue;
+    const std::size_t span = 8 * (std::max<std::size_t>(pilot.min_bytes, 2) - 1);
+    std::size_t begin = 0, stretch_end = 0;
+    std::size_t searched = from;  // pulses before this hold no pilot
+    const std::vector<uint8_t> values = {pilot.value};
+    while (next_repeating_stretch(reader, searched, span, values, begin, stretch_end)) {
+        // Read byte by byte through the stretch, from 8 pulses before it (so
+        // the pulses leading into a pilot are seen) to its end.
+        const std::size_t first = std::max(from, begin >= 8 ? begin - 8 : 0);
+        const std::size_t last = std::min(n, stretch_end + 8);
+        unsigned reg = 0;
+        unsigned valid = 0;            // bits in reg since the last pulse that was no bit
+        std::size_t run_start = first;  // first bit pulse of the current run
+        for (std::size_t q = first; q < last; ++q) {
+            const int b = reader.bit(q);
+            if (b < 0) {
+                valid = 0;
+                run_start = q + 1;
+                continue;
+            }
+            reg = msb ? ((reg << 1) | unsigned(b)) & 0xFFu : (reg >> 1) | (unsigned(b) << 7);
+            if (++valid < 8 || reg != pilot.value)
+                continue;
+            // A pilot byte ends at q: count the ones after it.
+            const std::size_t aligned = q - 7;
+            std::size_t end = q + 1;
+            std::size_t count = 1;
+            uint8_t v = 0;
+            while (reader.byte(end, v) && v == pilot.value) {
+                end += 8;
+                ++count;
+            }
+            if (count < pilot.min_bytes)
+                continue;
+            const std::size_t lead = std::min<std::size_t>(aligned - std::max(run_start, from), 7);
+            if (aligned - lead > from) {
+                retry = aligned - lead;
+                return false;
+            }
+            found.start = from;
+            found.aligned = aligned;
+            found.end = end;
+            found.means = class_means(track, aligned, end, reader.threshold());
+            found.threshold = calibrated_threshold(found.means, format);
+            return true;
         }
-        reg = msb ? ((reg << 1) | unsigned(b)) & 0xFFu : (reg >> 1) | (unsigned(b) << 7);
-        if (++valid < 8 || reg != pilot.value)
-            continue;
-        // A pilot byte ends at q: count the ones after it.
-        const std::size_t aligned = q - 7;
-        std::size_t end = q + 1;
-        std::size_t count = 1;
-        uint8_t v = 0;
-        while (reader.byte(end, v) && v == pilot.value) {
-            end += 8;
-            ++count;
-        }
-        if (count < pilot.min_bytes)
-            continue;
-        const std::size_t lead = std::min<std::size_t>(aligned - std::max(run_start, from), 7);
-        if (aligned - lead > from) {
-            retry = aligned - lead;
-            return false;
-        }
-        found.start = from;
-        found.aligned = aligned;
-        found.end = end;
-        found.means = class_means(track, aligned, end, reader.threshold());
-        found.threshold = calibrated_threshold(found.means, format);
-        return true;
+        searched = stretch_end;
     }
     retry = std::max(n, from + 1);
     return false;

@@ -114,6 +114,16 @@ struct PilotFound {
 bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
                      PilotFound &found, std::size_t &retry);
 
+// The next stretch [begin, end) at or after `from` of at least `span` pulses
+// where every pulse holds a bit and the pulse 8 later the same one - where a
+// pilot of one byte value repeated can be - whose bits are those of one of
+// `values` (a rotation, in either bit order; any byte when empty). A pilot
+// of m bytes makes such a stretch of 8 x (m - 1) pulses at least. Where
+// there is none only one pulse in `span` is looked at, so searches for
+// pilots through noise and other formats' data go fast.
+bool next_repeating_stretch(const BitReader &reader, std::size_t from, std::size_t span,
+                            const std::vector<uint8_t> &values, std::size_t &begin, std::size_t &end);
+
 // As find_byte_pilot, and also when the pilot follows a leader of 0 bits
 // that starts at `from` (found.start = from then: the leader belongs to the
 // entry). Same retry contract.

@@ -1,0 +1,125 @@
+// Microload: bits are single pulses against a one-shot timer of 333 cycles
+// (bit 0 about $1C units, bit 1 about $38), bytes least significant bit
+// first. Every block: a pilot of the byte $A0 repeated, the sync countdown
+// $0A $09 ... $01, the start address (LE), the complement of the length
+// (LE: the loader counts it up to zero), the data, then the XOR of the data.
+// A block carries its own addresses and no name.
+//
+// Wild Save shares the pilot, the sync and the bit order at a slower
+// threshold (480 cycles): the pilot's measured pulses tell the two apart.
+#include "core/loaders/all.h"
+#include "core/loaders/turbo.h"
+
+#include <array>
+
+const char MICROLOAD_TYPE[] = "MICROLOAD";
+
+namespace {
+
+using namespace turbo;
+
+constexpr Format FORMAT{333, 0x1C, 0x38, BitOrder::LsbFirst};
+constexpr BytePilot PILOT{0xA0, 16};
+constexpr std::array<uint8_t, 10> SYNC = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
+constexpr int SYNC_MIN_MATCHES = 8;
+constexpr std::size_t ADDRESS_BYTES = 4;
+constexpr std::size_t TRAILER_LIMIT = 4096;
+constexpr std::size_t PILOT_WRITTEN = 256;
+constexpr std::size_t TRAILER_WRITTEN = 32;
+
+bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
+
+bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
+{
+    const PulseTrack &track = *ctx.pulses;
+    PilotFound pilot;
+    if (!find_byte_pilot_after_zeros(track, index, FORMAT, PILOT, pilot, retry))
+        return false;
+    retry = pilot.end;
+    if (!plausible_speed(pilot.means, FORMAT))
+        return false;
+    const BitReader reader(track, pilot.threshold, FORMAT.order);
+
+    std::vector<uint8_t> head;
+    if (!reader.bytes(pilot.end, SYNC.size() + ADDRESS_BYTES, head))
+        return false;
+    int matches = 0;
+    for (std::size_t k = 0; k < SYNC.size(); ++k)
+        matches += head[k] == SYNC[k];
+    if (matches < SYNC_MIN_MATCHES)
+        return false;
+    const uint8_t *address = head.data() + SYNC.size();
+    const uint16_t load = uint16_t(address[0] | address[1] << 8);
+    const std::size_t size = uint16_t(~(address[2] | address[3] << 8));
+    if (size == 0 || load + size > 0x10000)
+        return false;
+
+    Block block;
+    block.first = pilot.start;
+    block.inner_start = pilot.end + 8 * SYNC.size();
+    block.threshold = pilot.threshold;
+    block.means = pilot.means;
+    std::vector<uint8_t> &payload = entry.payload;
+    std::size_t p = block.inner_start + 8 * ADDRESS_BYTES;
+    uint8_t v = 0;
+    while (payload.size() < size + 1 && reader.byte(p, v)) {
+        payload.push_back(v);
+        p += 8;
+    }
+    if (payload.size() < 2)
+        return false;
+    const uint8_t checksum = payload.back();
+    payload.pop_back();
+    block.inner_end = p - 8;
+    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
+
+    entry.type = MICROLOAD_TYPE;
+    set_addresses(entry, load, uint16_t(load + size));
+    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
+    set_payload_crc(entry);
+    entry.loaded.push_back({load, payload});
+    fill_entry(ctx, FORMAT, block, entry);
+    return true;
+}
+
+BootCodePlan boot_plan()
+{
+    BootCodePlan plan = one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()});
+    plan.lsb_first = true;
+    return plan;
+}
+
+std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
+{
+    error = programs_problem(prgs);
+    for (const PrgInput &prg : prgs)
+        if (error.empty() && prg.bytes.size() < 3)
+            error = "a Microload block holds at least one byte";
+    if (!error.empty())
+        return {};
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "MICROLOAD", options);
+    for (std::size_t i = 0; i < prgs.size(); ++i) {
+        const PrgInput &prg = prgs[i];
+        const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
+        const uint16_t complement = uint16_t(~data.size());
+        Writer w(tap, FORMAT);
+        w.repeat_byte(PILOT.value, PILOT_WRITTEN);
+        w.bytes(SYNC.data(), SYNC.size());
+        w.bytes({prg.bytes[0], prg.bytes[1], uint8_t(complement), uint8_t(complement >> 8)});
+        w.bytes(data);
+        w.byte(xor_of(data.data(), data.size()));
+        w.zeros(TRAILER_WRITTEN);
+        if (i + 1 < prgs.size())
+            append_pause(tap, options);
+    }
+    tap_fix_data_size(tap);
+    return tap;
+}
+
+bool identify(const BootFacts &facts) { return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC.front()}); }
+
+const TapeScanner SCANNER = {"microload", "Microload", SCAN_FOR_C64, recognise};
+
+} // namespace
+
+const TurboLoader LOADER_MICROLOAD = {"microload", "Microload", 4, &SCANNER, encode, identify};

@@ -1,0 +1,136 @@
+// Wild Save: bits are single pulses against a one-shot timer of 480 cycles
+// (bit 0 about $24 units, bit 1 about $56), bytes least significant bit
+// first. Every block: a pilot of the byte $A0 repeated, the sync countdown
+// $0A $09 ... $01, the end address (exclusive) and the size (both LE), a
+// check byte (the XOR of the data), then the data from the last byte down
+// to the first, each stored XOR the low byte of its own address: a byte
+// for $C0FF is written as value ^ $FF. A block carries its own addresses
+// and no name.
+//
+// Microload shares the pilot, the sync and the bit order at a faster
+// threshold (333 cycles): the pilot's measured pulses tell the two apart.
+#include "core/loaders/all.h"
+#include "core/loaders/turbo.h"
+
+#include <algorithm>
+#include <array>
+
+const char WILDSAVE_TYPE[] = "WILD SAVE";
+
+namespace {
+
+using namespace turbo;
+
+constexpr Format FORMAT{480, 0x24, 0x56, BitOrder::LsbFirst};
+constexpr BytePilot PILOT{0xA0, 16};
+constexpr std::array<uint8_t, 10> SYNC = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
+constexpr int SYNC_MIN_MATCHES = 8;
+constexpr std::size_t HEADER_BYTES = 5;  // end, size, check byte
+constexpr std::size_t TRAILER_LIMIT = 4096;
+constexpr std::size_t PILOT_WRITTEN = 256;
+constexpr std::size_t TRAILER_WRITTEN = 32;
+
+bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
+
+bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
+{
+    const PulseTrack &track = *ctx.pulses;
+    PilotFound pilot;
+    if (!find_byte_pilot_after_zeros(track, index, FORMAT, PILOT, pilot, retry))
+        return false;
+    retry = pilot.end;
+    if (!plausible_speed(pilot.means, FORMAT))
+        return false;
+    const BitReader reader(track, pilot.threshold, FORMAT.order);
+
+    std::vector<uint8_t> head;
+    if (!reader.bytes(pilot.end, SYNC.size() + HEADER_BYTES, head))
+        return false;
+    int matches = 0;
+    for (std::size_t k = 0; k < SYNC.size(); ++k)
+        matches += head[k] == SYNC[k];
+    if (matches < SYNC_MIN_MATCHES)
+        return false;
+    const uint8_t *h = head.data() + SYNC.size();
+    const uint32_t end = uint16_t(h[0] | h[1] << 8) == 0 ? 0x10000u : uint16_t(h[0] | h[1] << 8);
+    const std::size_t size = uint16_t(h[2] | h[3] << 8);
+    const uint8_t checksum = h[4];
+    if (size == 0 || size > end)
+        return false;
+    const uint16_t load = uint16_t(end - size);
+
+    Block block;
+    block.first = pilot.start;
+    block.inner_start = pilot.end + 8 * SYNC.size();
+    block.threshold = pilot.threshold;
+    block.means = pilot.means;
+    // The bytes come last first: a block cut short keeps its top end.
+    std::vector<uint8_t> backwards;
+    std::size_t p = block.inner_start + 8 * HEADER_BYTES;
+    uint8_t v = 0;
+    while (backwards.size() < size && reader.byte(p, v)) {
+        const uint32_t address = end - 1 - backwards.size();
+        backwards.push_back(uint8_t(v ^ (address & 0xFF)));
+        p += 8;
+    }
+    if (backwards.empty())
+        return false;
+    std::vector<uint8_t> &payload = entry.payload;
+    payload.assign(backwards.rbegin(), backwards.rend());
+    block.inner_end = p;
+    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
+
+    entry.type = WILDSAVE_TYPE;
+    const uint16_t first = uint16_t(end - payload.size());
+    set_addresses(entry, load, uint16_t(end));
+    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
+    set_payload_crc(entry);
+    entry.loaded.push_back({first, payload});
+    fill_entry(ctx, FORMAT, block, entry);
+    return true;
+}
+
+BootCodePlan boot_plan()
+{
+    BootCodePlan plan = one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()});
+    plan.lsb_first = true;
+    return plan;
+}
+
+std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
+{
+    error = programs_problem(prgs);
+    for (const PrgInput &prg : prgs)
+        if (error.empty() && prg.bytes.size() < 3)
+            error = "a Wild Save block holds at least one byte";
+    if (!error.empty())
+        return {};
+    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "WILD SAVE", options);
+    for (std::size_t i = 0; i < prgs.size(); ++i) {
+        const PrgInput &prg = prgs[i];
+        const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
+        const std::size_t size = prg.bytes.size() - 2;
+        const uint32_t end = load + uint32_t(size);
+        const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
+        Writer w(tap, FORMAT);
+        w.repeat_byte(PILOT.value, PILOT_WRITTEN);
+        w.bytes(SYNC.data(), SYNC.size());
+        w.bytes({uint8_t(end), uint8_t(end >> 8), uint8_t(size), uint8_t(size >> 8),
+                 xor_of(data.data(), data.size())});
+        for (std::size_t k = size; k-- > 0;)
+            w.byte(uint8_t(data[k] ^ ((load + k) & 0xFF)));
+        w.zeros(TRAILER_WRITTEN);
+        if (i + 1 < prgs.size())
+            append_pause(tap, options);
+    }
+    tap_fix_data_size(tap);
+    return tap;
+}
+
+bool identify(const BootFacts &facts) { return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC.front()}); }
+
+const TapeScanner SCANNER = {"wildsave", "Wild Save", SCAN_FOR_C64, recognise};
+
+} // namespace
+
+const TurboLoader LOADER_WILDSAVE = {"wildsave", "Wild Save", 3, &SCANNER, encode, identify};
