@@ -14,6 +14,7 @@ extern const TurboLoader LOADER_C16;
 extern const TurboLoader LOADER_MICROLOAD;
 extern const TurboLoader LOADER_WILDSAVE;
 extern const TurboLoader LOADER_CHR;
+extern const TurboLoader LOADER_IRQTAPE;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -35,3 +36,4 @@ extern const char C16_TYPE_DATA[];          // "C16 ROM-TAPE DATA"
 extern const char MICROLOAD_TYPE[];         // "MICROLOAD"
 extern const char WILDSAVE_TYPE[];          // "WILD SAVE"
 extern const char CHR_TYPE[];               // "CHR"
+extern const char IRQTAPE_TYPE[];           // "IRQTAPE"
