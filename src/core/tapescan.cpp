@@ -8,6 +8,7 @@
 #include <glib/gi18n-lib.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include <zlib.h>
 
@@ -97,7 +98,7 @@ PulseTrack read_pulse_track(const uint8_t *file, std::size_t size)
         track.irregular.push_back(PulseTrack::Irregular{index, 1, waiting.offset, waiting.units, length,
                                                         waiting.long_form, waiting.continues, waiting_silence});
     };
-    for_each_tape_pulse(file, size, [&](const TapePulse &p) {
+    auto visit = [&](const TapePulse &p) {
         if (pending) {
             settle(p.offset);
             pending = false;
@@ -112,7 +113,24 @@ PulseTrack read_pulse_track(const uint8_t *file, std::size_t size)
         waiting_silence = continued || is_silence_pulse(p);
         pending = true;
         continued = p.continues;
-    });
+    };
+    const TapePulseReader reader(file, size);
+    TapePulse pulse{};
+    for (std::size_t pos = TAP_HEADER_SIZE; pos < reader.end();) {
+        // In a TAP file every byte but 0 is an ordinary pulse of that many
+        // units: runs of them are copied whole.
+        if (!zorv && !pending && !continued) {
+            const void *zero = std::memchr(file + pos, 0, size - pos);
+            const std::size_t run_end = zero != nullptr ? std::size_t(static_cast<const uint8_t *>(zero) - file) : size;
+            if (run_end > pos) {
+                track.small.insert(track.small.end(), file + pos, file + run_end);
+                pos = run_end;
+                continue;
+            }
+        }
+        pos = reader.read(pos, pulse);
+        visit(pulse);
+    }
     if (pending)
         settle(size);
     return track;

@@ -16,6 +16,7 @@ extern const TurboLoader LOADER_WILDSAVE;
 extern const TurboLoader LOADER_CHR;
 extern const TurboLoader LOADER_IRQTAPE;
 extern const TurboLoader LOADER_RACKIT;
+extern const TurboLoader LOADER_AUDIOGENIC;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -39,3 +40,4 @@ extern const char WILDSAVE_TYPE[];          // "WILD SAVE"
 extern const char CHR_TYPE[];               // "CHR"
 extern const char IRQTAPE_TYPE[];           // "IRQTAPE"
 extern const char RACKIT_TYPE[];            // "RACK-IT"
+extern const char AUDIOGENIC_TYPE[];        // "AUDIOGENIC"

@@ -8,8 +8,8 @@ const std::vector<TurboLoader> &turbo_loaders()
     static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD,  LOADER_OCEAN,
                                                    LOADER_FREELOAD,  LOADER_USGOLD,    LOADER_BURNER,
                                                    LOADER_CHR,       LOADER_BLEEPLOAD, LOADER_RACKIT,
-                                                   LOADER_MICROLOAD, LOADER_WILDSAVE,  LOADER_IRQTAPE,
-                                                   LOADER_C16};
+                                                   LOADER_AUDIOGENIC, LOADER_MICROLOAD, LOADER_WILDSAVE,
+                                                   LOADER_IRQTAPE,   LOADER_C16};
     return table;
 }
 

@@ -1,0 +1,144 @@
+// Audiogenic blocks written pulse by pulse, not by the loader's encoder:
+// one page each behind a pilot of four $F0 bytes, one entry per block with
+// its own checksum, whole pages without a boot file of this program, and
+// the bounds of each program when the encoder's boot file records them.
+#include "core/cbmscan.h"
+#include "core/loaders/all.h"
+#include "core/loaders/identify.h"
+#include "loader_testing.h"
+
+#include <gtest/gtest.h>
+
+using namespace loader_testing;
+
+namespace {
+
+constexpr turbo::Format AUDIOGENIC_PULSES{319, 0x1A, 0x36, turbo::BitOrder::MsbFirst};
+
+Bytes data_of(std::size_t size, uint32_t seed)
+{
+    Bytes p = program("", 0, size, seed).bytes;
+    return Bytes(p.begin() + 2, p.end());
+}
+
+class HandTape {
+public:
+    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
+
+    void block(uint8_t page, const Bytes &bytes, int checksum = -1, double speed = 1.0, uint8_t sync = 0xAA)
+    {
+        turbo::Format f = AUDIOGENIC_PULSES;
+        f.ideal0 = uint8_t(f.ideal0 * speed + 0.5);
+        f.ideal1 = uint8_t(f.ideal1 * speed + 0.5);
+        turbo::Writer w(tap_, f);
+        w.repeat_byte(0xF0, 4);
+        w.byte(sync);
+        w.byte(page);
+        w.bytes(bytes);
+        w.byte(checksum >= 0 ? uint8_t(checksum) : turbo::xor_of(bytes.data(), bytes.size()));
+    }
+
+    void zeros(std::size_t n) { turbo::Writer(tap_, AUDIOGENIC_PULSES).zeros(n); }
+
+    void pause()
+    {
+        turbo::TapeOptions options;
+        turbo::append_pause(tap_, options);
+    }
+
+    TapeScan scan()
+    {
+        tap_fix_data_size(tap_);
+        TapeScan s = scan_tape(tap_.data(), tap_.size());
+        expect_covering(s);
+        return s;
+    }
+
+private:
+    Bytes tap_;
+};
+
+} // namespace
+
+TEST(AudiogenicScanner, EveryBlockIsAPageWithItsOwnChecksum)
+{
+    HandTape t;
+    const Bytes a = data_of(256, 1), b = data_of(256, 2), c = data_of(256, 3);
+    t.zeros(100);
+    t.block(0x10, a);
+    t.block(0x11, b, turbo::xor_of(b.data(), b.size()) ^ 0xFF);
+    t.block(0x12, c);
+    t.zeros(20);
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> blocks = entries_of(scan, LOADER_AUDIOGENIC.scanner);
+    ASSERT_EQ(blocks.size(), 3u);
+    EXPECT_EQ(blocks[0]->type, AUDIOGENIC_TYPE);
+    EXPECT_EQ(blocks[0]->first_pulse, 0u);  // the leader belongs to the first block
+    EXPECT_EQ(blocks[0]->load_address, 0x1000);
+    EXPECT_EQ(blocks[0]->end_address, 0x1100);
+    EXPECT_EQ(blocks[1]->load_address, 0x1100);
+    EXPECT_EQ(blocks[2]->load_address, 0x1200);
+    EXPECT_EQ(blocks[0]->payload, a);
+    EXPECT_EQ(blocks[1]->payload, b);
+    EXPECT_TRUE(blocks[0]->checkbyte_pass);
+    EXPECT_FALSE(blocks[1]->checkbyte_pass);
+    EXPECT_TRUE(blocks[2]->checkbyte_pass);
+    // Without a boot file of this program, every block loads its page: the
+    // pages follow on, so they make one program.
+    const std::vector<Bytes> programs = loaded_programs(scan, LOADER_AUDIOGENIC.scanner);
+    ASSERT_EQ(programs.size(), 1u);
+    EXPECT_EQ(programs[0].size(), 2 + 3 * 256u);
+    EXPECT_EQ(Bytes(programs[0].begin() + 2 + 512, programs[0].end()), c);
+    // Inner start at the page byte, inner end at the checksum.
+    EXPECT_EQ(blocks[1]->first_pulse, std::size_t(100 + 8 * (4 + 1 + 1 + 256 + 1)));
+    EXPECT_EQ(blocks[1]->inner_start_pulse, blocks[1]->first_pulse + 5 * 8);
+    EXPECT_EQ(blocks[1]->inner_end_pulse, blocks[1]->inner_start_pulse + 257 * 8);
+}
+
+TEST(AudiogenicScanner, OffSpeedBlocksCalibrateFromTheirShortPilot)
+{
+    for (const double speed : {0.9, 1.1}) {
+        SCOPED_TRACE(speed);
+        HandTape t;
+        const Bytes a = data_of(256, 4);
+        t.block(0xC0, a, -1, speed);
+        t.pause();
+        const TapeScan scan = t.scan();
+        const std::vector<const TapeEntry *> blocks = entries_of(scan, LOADER_AUDIOGENIC.scanner);
+        ASSERT_EQ(blocks.size(), 1u);
+        EXPECT_EQ(blocks[0]->payload, a);
+        EXPECT_TRUE(blocks[0]->checkbyte_pass);
+        EXPECT_EQ(blocks[0]->read_errors, 0u);
+    }
+}
+
+TEST(AudiogenicScanner, AWrongSyncIsNoBlock)
+{
+    HandTape t;
+    t.block(0x20, data_of(256, 7), -1, 1.0, 0xAB);
+    t.pause();
+    EXPECT_TRUE(entries_of(t.scan(), LOADER_AUDIOGENIC.scanner).empty());
+}
+
+TEST(AudiogenicEncoder, TheBootFileKeepsEachProgramsBounds)
+{
+    const PrgInput a = program("A", 0x0801, 600, 5), b = program("B", 0x08F0, 10, 6);
+    const Bytes tap = encode(LOADER_AUDIOGENIC, {a, b});
+    const TapeScan scan = scan_tape(tap.data(), tap.size());
+    const std::vector<const TapeEntry *> blocks = entries_of(scan, LOADER_AUDIOGENIC.scanner);
+    // $0801..$0A59: pages $08, $09, $0A; then $08F0..$08FA: page $08.
+    ASSERT_EQ(blocks.size(), 4u);
+    EXPECT_EQ(blocks[0]->load_address, 0x0800);
+    EXPECT_EQ(blocks[3]->load_address, 0x0800);
+    // Each block loads its own program's bytes, though the two share page $08.
+    ASSERT_EQ(blocks[0]->loaded.size(), 1u);
+    EXPECT_EQ(blocks[0]->loaded[0].load, 0x0801);
+    EXPECT_EQ(blocks[0]->loaded[0].bytes.size(), 255u);
+    ASSERT_EQ(blocks[3]->loaded.size(), 1u);
+    EXPECT_EQ(blocks[3]->loaded[0].load, 0x08F0);
+    EXPECT_EQ(blocks[3]->loaded[0].bytes, Bytes(b.bytes.begin() + 2, b.bytes.end()));
+    const std::vector<Bytes> back = loaded_programs(scan, LOADER_AUDIOGENIC.scanner);
+    ASSERT_EQ(back.size(), 2u);
+    EXPECT_EQ(back[0], a.bytes);
+    EXPECT_EQ(back[1], b.bytes);
+}
