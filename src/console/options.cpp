@@ -223,6 +223,7 @@ ScanOptions scan_options(const ConsoleOptions &o)
     ScanOptions s;
     s.tolerance = o.tolerance;
     s.require_end_marker = !o.noc64eof;
+    s.overlap = o.debug;
     return s;
 }
 
@@ -253,7 +254,7 @@ std::vector<std::string> switch_notes(const ConsoleOptions &o)
         notes.push_back("-sortbycrc had no effect: it applies to batch scans (-b)");
     // The pulse lengths are printed per file of a tape report only.
     if (o.debug && (batch || record))
-        notes.push_back("-debug had no effect: the pulse lengths go into the tape report of -t, -o, -ct0 and -ct1");
+        notes.push_back("-debug had no effect: it applies to the tape report of -t, -o, -ct0 and -ct1");
     // A recording plays every pulse as it is, whatever the scan made of it.
     if (record) {
         const char *why = " had no effect: a recording plays the pulses as they are, whatever the scan reads";
@@ -308,7 +309,9 @@ const char *usage_text()
            "  -doc64          run only the CBM ROM scanner\n"
            "  -doID, -noID    run only scanner ID beside CBM ROM / leave scanner ID out\n"
            "                  (-noc64 leaves out the CBM ROM scanner)\n"
-           "  -debug          add the calibrated pulse lengths of every file to the report\n"
+           "  -debug          debug mode: files may overlap (every scanner also looks at\n"
+           "                  the whole tape on its own), and the report gives every\n"
+           "                  file's calibrated pulse lengths\n"
            "  -noid           no loader identification: every selected scanner runs\n"
            "                  (by default a known loader in the boot file runs alone)\n"
            "  -docyberfault, -extvisipatch, -preserve\n"

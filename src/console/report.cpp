@@ -85,6 +85,8 @@ void write_entry(std::string &out, const TapeScan &scan, const TapeEntry &e, boo
         line(out, "CRC32: %08X", unsigned(e.crc32));
     if (e.copy != CopyId::None)
         line(out, " - File ID : %s", copy_id_text(e.copy));
+    if (e.overlapping)
+        line(out, "Note: overlaps other entries (debug mode: found by its scanner looking at the whole tape)");
     if (e.has_addresses && e.header_entry >= 0 && e.payload.size() != e.size)
         line(out, "Note: %zu bytes read, the header announces %u", e.payload.size(), unsigned(e.size));
     // Formats of one pulse per bit have two lengths; the CBM ROM formats three.

@@ -209,6 +209,92 @@ void push_plain(TapeScan &scan, EntryKind kind, std::size_t first, std::size_t c
     scan.entries.push_back(std::move(e));
 }
 
+// Adds the files each scanner finds on its own where the scan's entries
+// do not show them (see ScanOptions::overlap).
+void add_overlapping_files(TapeScan &scan, const uint8_t *file, std::size_t size, const ScanOptions &options,
+                           const std::vector<const TapeScanner *> &scanners)
+{
+    struct Key {
+        const TapeScanner *scanner;
+        uint64_t start, end;
+        bool operator==(const Key &o) const { return scanner == o.scanner && start == o.start && end == o.end; }
+    };
+    auto key_of = [](const TapeEntry &e) { return Key{e.scanner, e.start, e.end}; };
+    std::vector<Key> known;
+    for (const TapeEntry &e : scan.entries)
+        if (e.kind == EntryKind::File)
+            known.push_back(key_of(e));
+
+    struct Extra {
+        TapeEntry entry;
+        bool has_header = false;
+        Key header{};
+    };
+    std::vector<Extra> extras;
+    ScanOptions alone = options;
+    alone.overlap = false;
+    const bool with_cbm = std::find(scanners.begin(), scanners.end(), &cbm_rom_scanner) != scanners.end();
+    for (const TapeScanner *s : scanners) {
+        std::vector<const TapeScanner *> pair = {s};
+        if (s != &cbm_rom_scanner && with_cbm)
+            pair.insert(pair.begin(), &cbm_rom_scanner);
+        const TapeScan solo = scan_tape(file, size, alone, pair);
+        for (const TapeEntry &e : solo.entries) {
+            if (e.scanner != s || e.kind != EntryKind::File ||
+                std::find(known.begin(), known.end(), key_of(e)) != known.end())
+                continue;
+            Extra x;
+            x.entry = e;
+            x.entry.overlapping = true;
+            if (e.header_entry >= 0 && std::size_t(e.header_entry) < solo.entries.size()) {
+                x.has_header = true;
+                x.header = key_of(solo.entries[std::size_t(e.header_entry)]);
+            }
+            known.push_back(key_of(e));
+            extras.push_back(std::move(x));
+        }
+    }
+    if (extras.empty())
+        return;
+
+    // Merge by start, keeping the scan's own order among equals, and point
+    // every data entry at its header's new place.
+    std::vector<Key> main_headers(scan.entries.size());
+    std::vector<bool> main_has_header(scan.entries.size(), false);
+    for (std::size_t k = 0; k < scan.entries.size(); ++k) {
+        const int h = scan.entries[k].header_entry;
+        if (h >= 0 && std::size_t(h) < scan.entries.size()) {
+            main_has_header[k] = true;
+            main_headers[k] = key_of(scan.entries[std::size_t(h)]);
+        }
+    }
+    struct Item {
+        TapeEntry entry;
+        bool has_header;
+        Key header;
+    };
+    std::vector<Item> items;
+    for (std::size_t k = 0; k < scan.entries.size(); ++k)
+        items.push_back({std::move(scan.entries[k]), main_has_header[k], main_headers[k]});
+    for (Extra &x : extras)
+        items.push_back({std::move(x.entry), x.has_header, x.header});
+    std::stable_sort(items.begin(), items.end(), [](const Item &a, const Item &b) { return a.entry.start < b.entry.start; });
+    scan.entries.clear();
+    for (Item &it : items)
+        scan.entries.push_back(std::move(it.entry));
+    for (std::size_t k = 0; k < items.size(); ++k) {
+        TapeEntry &e = scan.entries[k];
+        e.header_entry = -1;
+        if (!items[k].has_header)
+            continue;
+        for (std::size_t h = 0; h < scan.entries.size(); ++h)
+            if (key_of(scan.entries[h]) == items[k].header) {
+                e.header_entry = int(h);
+                break;
+            }
+    }
+}
+
 } // namespace
 
 TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options,
@@ -305,6 +391,8 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
         i = j;
     }
     flush_unrecognized(n);
+    if (options.overlap)
+        add_overlapping_files(scan, file, size, opts, scanners);
     return scan;
 }
 

@@ -161,6 +161,7 @@ struct TapeEntry {
     // Scanner details, not printed in the report.
     int block_type = -1;      // header: its type byte (1, 3, 4, 5); -1 otherwise
     int header_entry = -1;    // data: index of the header entry it took LA/EA/SZ from
+    bool overlapping = false;  // found by a scanner on its own where others had claimed pulses
     unsigned parity_errors = 0;
     std::size_t sync_pulse = 0;  // first pulse of the countdown
     double pulse_short = 0, pulse_medium = 0, pulse_long = 0;  // calibrated values
@@ -175,6 +176,12 @@ constexpr int SCAN_TOLERANCE_DEFAULT = 10;
 struct ScanOptions {
     int tolerance = SCAN_TOLERANCE_DEFAULT;  // TAP units, clamped to 0..15
     bool require_end_marker = true;          // false: accept CBM blocks without end-of-data marker
+    // Debug mode: after the scan, every scanner looks at the whole tape on
+    // its own (with CBM ROM beside it, for the boot files), and the files it
+    // finds where another scanner's entries lie are added to the entries
+    // (marked overlapping), so a file hidden under another one shows. The
+    // pulse classes stay those of the scan itself.
+    bool overlap = false;
 };
 
 // What an ideal tape has at a pulse: the class the recognising scanner gave it.
@@ -247,7 +254,9 @@ struct TapeScan {
 bool tape_holds_half_waves(const TapeScan &scan);
 
 // Scans a whole tape image in memory (header included) with the given
-// scanners, in that order. A file shorter than the header or with an unknown
+// scanners, in that order. The entries cover every pulse once, in tape
+// order - unless options.overlap adds overlapping files, sorted in by their
+// start. A file shorter than the header or with an unknown
 // magic is not scanned (ok false).
 TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options,
                    const std::vector<const TapeScanner *> &scanners);

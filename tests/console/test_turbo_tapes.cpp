@@ -4,6 +4,8 @@
 // narrows the scan unless -noid, and the -do/-no switches choose scanners.
 #include "console_support.h"
 #include "core/loaders/registry.h"
+#include "core/loaders/turbo.h"
+#include "core/tapewrite.h"
 
 #include <gtest/gtest.h>
 
@@ -209,4 +211,55 @@ TEST_F(ConsoleTest, DebugGivesATurboBlocksTwoCalibratedLengths)
     for (const std::string &l : lines)
         EXPECT_EQ(l, "26.0/42.0 TAP units (calibrated)");
     EXPECT_EQ(report_values(report(), "Pulse lengths S/M/L: ").size(), 4u);  // the boot file's copies
+}
+
+// A Freeload block with a CHR block straight after it, no gap: the Freeload
+// block's trailer (0 bits up to a silence or 4096 pulses) takes the CHR
+// block's pilot, sync and header, and the rest of the CHR block is left
+// unrecognised - the gap where a user expects a file. Debug mode shows it.
+TEST_F(ConsoleTest, DebugShowsAFileHiddenUnderAnotherOnesTrailer)
+{
+    Bytes tap = tap_file_header(1, false, false, 0);
+    const Bytes first = make_prg(0x1000, 300, 44), second = make_prg(0x4000, 200, 45);
+    turbo::Writer freeload(tap, turbo::Format{360, 0x24, 0x41, turbo::BitOrder::MsbFirst});
+    freeload.repeat_byte(0x40, 64);
+    freeload.byte(0x5A);
+    freeload.bytes({0x00, 0x10, 0x2C, 0x11});
+    freeload.bytes(first.data() + 2, first.size() - 2);
+    freeload.byte(turbo::xor_of(first.data() + 2, first.size() - 2));
+    turbo::Writer chr(tap, turbo::Format{263, 0x1A, 0x2A, turbo::BitOrder::MsbFirst});
+    chr.repeat_byte(0x63, 300);
+    for (unsigned v = 0x64; v <= 0xFF; ++v)
+        chr.byte(uint8_t(v));
+    chr.byte(0x01);
+    chr.bytes({0x00, 0x40, 0xC8, 0x40, 0x00, 0x40, 0, 0, 0, 0});
+    chr.bytes(second.data() + 2, second.size() - 2);
+    chr.byte(turbo::xor_of(second.data() + 2, second.size() - 2));
+    chr.zeros(32);
+    tap_fix_data_size(tap);
+    const std::string t = path("hidden.tap");
+    write_bytes(t, tap);
+    const std::string hash = sha256_of_file(t);
+
+    ASSERT_EQ(run({"-doprg", "-t", t}).status, 0);
+    std::string text = report();
+    EXPECT_EQ(report_values(text, "File Type: FREELOAD").size(), 1u);
+    EXPECT_TRUE(report_values(text, "File Type: CHR").empty()) << text;
+    EXPECT_EQ(report_values(text, "File Type: UNRECOGNIZED").size(), 1u);
+    EXPECT_EQ(prg_files().size(), 1u);
+
+    ASSERT_EQ(run({"-debug", "-doprg", "-t", t}).status, 0);
+    text = report();
+    ASSERT_EQ(report_values(text, "File Type: CHR").size(), 1u) << text;
+    EXPECT_EQ(report_values(text, "Note: overlaps other entries").size(), 1u);
+    // The CHR entry starts where its pilot does, inside the Freeload entry.
+    const std::vector<std::string> locations = report_values(text, "Location: ");
+    ASSERT_EQ(locations.size(), 3u);  // Freeload, CHR, the unrecognised rest
+    // Its pilot follows the Freeload block's (64 + 1 + 4 + 300 + 1) x 8
+    // pulses, at 20 + 2960 = $0BA4; as everywhere, up to 7 pulses leading
+    // into a pilot join its entry: $0B9D.
+    EXPECT_EQ(locations[1].substr(0, 5), "$0B9D") << locations[1];
+    EXPECT_EQ(report_value(text, "Checksum test     : "), "PASS - 2 of 2 checksummed files OK");
+    EXPECT_EQ(prg_files().size(), 2u);
+    EXPECT_EQ(sha256_of_file(t), hash);
 }
