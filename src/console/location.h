@@ -8,6 +8,8 @@
 constexpr const char *TAPE_REPORT_NAME = "qmreport.txt";
 constexpr const char *BATCH_REPORT_NAME = "qmbatch.txt";
 constexpr const char *PRG_FOLDER_NAME = "prg";
+// Loader variables kept between runs (-preserve).
+constexpr const char *LOADER_MEMORY_NAME = "qmpreserve.txt";
 
 // The folder of the program entry that was started, links not resolved: for
 // an argv[0] with a '/' its folder (made absolute against the working

@@ -7,8 +7,11 @@
 #include "console/tapeinput.h"
 #include "core/appinfo.h"
 #include "core/audiowrite.h"
+#include "core/loadermemory.h"
 #include "core/loaders/identify.h"
 #include "core/tapewrite.h"
+
+#include <glib.h>
 
 #include <cinttypes>
 #include <cstdio>
@@ -22,9 +25,11 @@ void complain(const std::string &text) { std::fprintf(stderr, "quillmar: %s\n", 
 // Scans a tape image already read and checked, with loader identification
 // unless -noid; *identification (when given) gets the report's line on it.
 TapeScan scan_input(const TapeInput &in, const ConsoleOptions &o, const std::vector<const TapeScanner *> &scanners,
-                    std::string *identification = nullptr)
+                    std::string *identification = nullptr, const LoaderMemory *remembered = nullptr)
 {
-    IdentifiedScan s = scan_tape_identified(in.bytes.data(), in.bytes.size(), scan_options(o), scanners, !o.noid);
+    ScanOptions options = scan_options(o);
+    options.remembered = remembered;
+    IdentifiedScan s = scan_tape_identified(in.bytes.data(), in.bytes.size(), options, scanners, !o.noid);
     if (identification != nullptr)
         *identification = s.summary;
     return std::move(s.scan);
@@ -98,6 +103,28 @@ bool write_prgs(PrgFolder &prg, const std::vector<PrgFile> &files, TapeReportExt
     return all;
 }
 
+// The loader variables earlier runs kept (-preserve): none when the file is
+// missing or unreadable.
+LoaderMemory read_loader_memory(const std::string &path)
+{
+    gchar *contents = nullptr;
+    gsize length = 0;
+    if (!g_file_get_contents(path.c_str(), &contents, &length, nullptr))
+        return LoaderMemory();
+    const LoaderMemory memory = LoaderMemory::from_text(std::string(contents, length));
+    g_free(contents);
+    return memory;
+}
+
+// "burner pilot=E3 ..., ocean ..." for the report.
+std::string loader_memory_summary(const LoaderMemory &memory)
+{
+    std::string text;
+    for (const auto &[id, value] : memory.values)
+        text += (text.empty() ? "" : "; ") + id + " " + value;
+    return text;
+}
+
 } // namespace
 
 ReportHead report_head(const ConsoleOptions &o, const char *kind, const std::vector<const TapeScanner *> &scanners,
@@ -140,10 +167,19 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
     TapeInput in = read_tape_input(o.path);
     if (!in.ok)
         return fail(o.path, in, in.error);
+    // Loader variables of earlier runs, when told to keep them.
+    const std::string memory_path = join_path(report_folder, LOADER_MEMORY_NAME);
+    LoaderMemory memory;
+    if (o.preserve)
+        memory = read_loader_memory(memory_path);
+    const LoaderMemory *remembered = o.preserve ? &memory : nullptr;
+
     std::string identification;
-    TapeScan scan = scan_input(in, o, scanners, &identification);
+    TapeScan scan = scan_input(in, o, scanners, &identification, remembered);
     if (!scan.ok)
         return fail(o.path, in, scan.error);
+    // What this tape's boot files taught, before a rescan of the written tape.
+    LoaderMemory learnt = scan.learnt;
 
     std::string tape_path = o.path;
     TapeReportExtras extras;
@@ -159,11 +195,28 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
         in = read_tape_input(w.path);
         if (!in.ok)
             return fail(w.path, in, in.error);
-        scan = scan_input(in, o, scanners, &identification);
+        scan = scan_input(in, o, scanners, &identification, remembered);
         if (!scan.ok)
             return fail(w.path, in, scan.error);
+        for (const auto &[id, value] : scan.learnt.values)
+            learnt.values[id] = value;
     }
     extras.after_totals.push_back("Loader ID   : " + identification);
+    if (o.preserve) {
+        if (!memory.empty())
+            extras.after_totals.push_back("Preserved   : offered from earlier runs: " + loader_memory_summary(memory));
+        if (!learnt.empty()) {
+            for (const auto &[id, value] : learnt.values)
+                memory.values[id] = value;
+            std::string memory_error;
+            if (write_text_file(memory_path, memory.to_text(), &memory_error))
+                extras.after_totals.push_back("Preserved   : kept for the next runs: " +
+                                              loader_memory_summary(learnt));
+            else
+                extras.after_totals.push_back("Preserved   : could not keep " + loader_memory_summary(learnt) +
+                                              ": " + memory_error);
+        }
+    }
     in.bytes.clear();
     in.bytes.shrink_to_fit();
 

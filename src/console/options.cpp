@@ -31,11 +31,11 @@ const FlagSwitch flag_switches[] = {
     {"-boostclean", &ConsoleOptions::boostclean}, {"-sine", &ConsoleOptions::sine},
     {"-incsubdirs", &ConsoleOptions::incsubdirs}, {"-sortbycrc", &ConsoleOptions::sortbycrc},
     {"-debug", &ConsoleOptions::debug},           {"-doc64", &ConsoleOptions::doc64},
-    {"-noid", &ConsoleOptions::noid},
+    {"-noid", &ConsoleOptions::noid},             {"-preserve", &ConsoleOptions::preserve},
 };
 
 // Accepted; this program has no loader they apply to.
-const char *const inert_switch_texts[] = {"-docyberfault", "-extvisipatch", "-preserve"};
+const char *const inert_switch_texts[] = {"-docyberfault", "-extvisipatch"};
 
 void add_unique(std::vector<std::string> &list, const std::string &item)
 {
@@ -253,6 +253,8 @@ std::vector<std::string> switch_notes(const ConsoleOptions &o)
     if (o.sortbycrc && !batch)
         notes.push_back("-sortbycrc had no effect: it applies to batch scans (-b)");
     // The pulse lengths are printed per file of a tape report only.
+    if (o.preserve && (batch || record))
+        notes.push_back("-preserve had no effect: it applies to -t, -o, -ct0 and -ct1");
     if (o.debug && (batch || record))
         notes.push_back("-debug had no effect: it applies to the tape report of -t, -o, -ct0 and -ct1");
     // A recording plays every pulse as it is, whatever the scan made of it.
@@ -314,7 +316,10 @@ const char *usage_text()
            "                  file's calibrated pulse lengths\n"
            "  -noid           no loader identification: every selected scanner runs\n"
            "                  (by default a known loader in the boot file runs alone)\n"
-           "  -docyberfault, -extvisipatch, -preserve\n"
+           "  -preserve       keep loader variables learnt from boot files (pilot, sync,\n"
+           "                  bit order) in qmpreserve.txt beside quillmar and use them\n"
+           "                  for tape pieces without their boot file\n"
+           "  -docyberfault, -extvisipatch\n"
            "                  accepted; no loader of this program uses them\n"
            "  --help, --version\n"
            "\n"

@@ -29,11 +29,12 @@ struct ConsoleOptions {
     bool debug = false;
     bool doc64 = false;
     bool noid = false;  // no loader identification: every selected scanner runs
+    bool preserve = false;  // loader variables kept between runs (qmpreserve.txt)
     // Scanner ids of "-doID" and "-noID", in the order given, without repeats.
     std::vector<std::string> do_ids;
     std::vector<std::string> no_ids;
     // Switches accepted for compatibility that no scanner of this program
-    // uses ("-docyberfault", "-extvisipatch", "-preserve"), in the order
+    // uses ("-docyberfault", "-extvisipatch"), in the order
     // given, without repeats.
     std::vector<std::string> inert_switches;
 

@@ -328,6 +328,7 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     ctx.half_waves = tape_holds_half_waves(scan);
     ctx.entries = &scan.entries;
     ctx.pulse_info = &scan.pulse_info;
+    ctx.learnt = &scan.learnt;
 
     std::size_t unrecognized_from = n;  // start of the pending UNRECOGNIZED run, n = none
     auto flush_unrecognized = [&](std::size_t upto) {

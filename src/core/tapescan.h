@@ -25,6 +25,7 @@
 // itself (a ZORV dump: about its size).
 #pragma once
 
+#include "core/loadermemory.h"
 #include "core/tapimage.h"
 
 #include <cstddef>
@@ -182,6 +183,9 @@ struct ScanOptions {
     // (marked overlapping), so a file hidden under another one shows. The
     // pulse classes stay those of the scan itself.
     bool overlap = false;
+    // Loader variables kept from earlier runs (see loadermemory.h), for
+    // tape pieces without their boot file; null: none.
+    const LoaderMemory *remembered = nullptr;
 };
 
 // What an ideal tape has at a pulse: the class the recognising scanner gave it.
@@ -200,6 +204,7 @@ struct ScanContext {
     bool half_waves = false;               // TAP version 2: every pulse is a half-wave, not a full wave
     const std::vector<TapeEntry> *entries = nullptr;  // entries found so far, in tape order
     std::vector<uint8_t> *pulse_info = nullptr;       // one byte per pulse (see PULSE_CLASS_MASK)
+    LoaderMemory *learnt = nullptr;                   // what scanners learn from boot files
 };
 
 // The machines a scanner reads tapes of (bits of TapeScanner::platforms,
@@ -244,6 +249,8 @@ struct TapeScan {
     PulseTrack pulses;
     std::vector<uint8_t> pulse_info;  // per pulse: class and read-error flag
     std::vector<TapeEntry> entries;
+    // Loader variables the scanners read from the tape's boot files.
+    LoaderMemory learnt;
 
     PulseClass pulse_class(std::size_t i) const { return PulseClass(pulse_info[i] & PULSE_CLASS_MASK); }
     bool pulse_read_error(std::size_t i) const { return (pulse_info[i] & PULSE_READ_ERROR) != 0; }

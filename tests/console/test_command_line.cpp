@@ -201,10 +201,11 @@ TEST_F(ConsoleTest, EveryListedSwitchIsAcceptedAndIneffectiveOnesAreNoted)
                               "-doc64", "-tol", "12", "-t", tape});
     ASSERT_EQ(r.status, 0) << r.err;
     const std::string text = report();
-    for (const char *s : {"-docyberfault", "-extvisipatch", "-preserve", "-boostclean", "-noaddpause",
+    for (const char *s : {"-docyberfault", "-extvisipatch", "-boostclean", "-noaddpause",
                           "-incsubdirs", "-sortbycrc", "-sine"})
         EXPECT_TRUE(contains(text, std::string("Note: ") + s + " had no effect")) << s;
     EXPECT_FALSE(contains(text, "Note: -noid"));
+    EXPECT_FALSE(contains(text, "Note: -preserve"));
     EXPECT_TRUE(contains(text, "Loader ID   : off (-noid): every selected scanner ran"));
     EXPECT_FALSE(contains(text, "Note: -doprg"));
     EXPECT_FALSE(contains(text, "Note: -prgunite"));

@@ -22,14 +22,16 @@
 // and a file counter (LDA #n / STA zp, later DEC zp / BNE); not when the
 // code sets another loader's timer threshold. A tape piece
 // without its boot file, or one whose code says nothing readable, is read
-// with the known pilot/sync pairs in both bit orders; the sync byte after
-// the pilot decides between them.
+// with the variables an earlier run learnt from a boot file (when they were
+// kept, see loadermemory.h), then with the known pilot/sync pairs in both
+// bit orders; the sync byte after the pilot decides between them.
 #include "core/loaders/all.h"
 #include "core/loaders/turbo.h"
 
 #include "core/cbmscan.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <iterator>
 
 const char BURNER_TYPE[] = "BURNER";
@@ -38,6 +40,7 @@ namespace {
 
 using namespace turbo;
 
+constexpr char LOADER_ID[] = "burner";
 constexpr uint16_t THRESHOLD_CYCLES = 384;
 constexpr uint8_t IDEAL0 = 0x22, IDEAL1 = 0x42;
 constexpr std::size_t PILOT_MIN_BYTES = 8;
@@ -66,7 +69,34 @@ Format format_of(BitOrder order) { return Format{THRESHOLD_CYCLES, IDEAL0, IDEAL
 struct BootParams {
     std::vector<Variant> variants;  // to try, the boot code's first
     int file_count = -1;            // type 1 when known
+    std::string learnt;             // what the boot code told, as kept between runs ("" nothing)
 };
+
+// A variant as kept between runs: "pilot=E3 sync=ED order=msb" (order "any"
+// when the boot code did not tell).
+std::string variant_text(const Variant &v, bool order_known)
+{
+    char text[48];
+    std::snprintf(text, sizeof text, "pilot=%02X sync=%02X order=%s", unsigned(v.pilot), unsigned(v.sync),
+                  !order_known ? "any" : v.order == BitOrder::MsbFirst ? "msb" : "lsb");
+    return text;
+}
+
+// Reads such a text; `which` as in read_params (0 any, 1 MSB, 2 LSB first).
+bool variant_from_text(const std::string &text, uint8_t &pilot, uint8_t &sync, int &which)
+{
+    unsigned p = 0, y = 0;
+    char order[8] = {};
+    if (std::sscanf(text.c_str(), "pilot=%2X sync=%2X order=%3s", &p, &y, order) != 3)
+        return false;
+    const std::string o = order;
+    if (o != "msb" && o != "lsb" && o != "any")
+        return false;
+    pilot = uint8_t(p);
+    sync = uint8_t(y);
+    which = o == "msb" ? 1 : o == "lsb" ? 2 : 0;
+    return true;
+}
 
 // The bit order of the rotate that takes the timer's bit into the byte: the
 // first ROL/ROR of memory shortly after a read of a CIA's interrupt register
@@ -111,7 +141,7 @@ int file_count(const uint8_t *code, std::size_t size)
     return -1;
 }
 
-BootParams read_params(const uint8_t *code, std::size_t size)
+BootParams read_params(const uint8_t *code, std::size_t size, const std::string *remembered)
 {
     BootParams params;
     const int order = code != nullptr ? rotate_order(code, size) : 0;
@@ -144,10 +174,17 @@ BootParams read_params(const uint8_t *code, std::size_t size)
             if (pilot == sync || pilot == 0x00 || pilot == 0xFF)
                 continue;
             add(pilot, sync, order);
+            if (pairs == 0)
+                params.learnt = variant_text(params.variants.front(), order != 0);
             ++pairs;
         }
         params.file_count = file_count(code, size);
     }
+    // No boot file: the variables an earlier run learnt, when kept.
+    uint8_t pilot = 0, sync = 0;
+    int which = 0;
+    if (code == nullptr && remembered != nullptr && variant_from_text(*remembered, pilot, sync, which))
+        add(pilot, sync, which);
     for (const Variant &v : KNOWN)
         add(v.pilot, v.sync, 0);
     return params;
@@ -156,13 +193,17 @@ BootParams read_params(const uint8_t *code, std::size_t size)
 // The parameters of the boot file before the file being recognised: the
 // code of the last CBM ROM data block, and of the header before it (boot
 // code often sits in the header's spare bytes). Read once per boot file.
-const BootParams &boot_params(const std::vector<TapeEntry> &entries)
+const BootParams &boot_params(const ScanContext &ctx)
 {
+    const std::vector<TapeEntry> &entries = *ctx.entries;
+    const std::string *remembered =
+        ctx.options->remembered != nullptr ? ctx.options->remembered->find(LOADER_ID) : nullptr;
     struct Cache {
         bool valid = false;
         const uint8_t *data = nullptr;
         std::size_t size = 0;
         uint32_t crc = 0, header_crc = 0;
+        std::string remembered;
         BootParams params;
     };
     static thread_local Cache cache;
@@ -183,18 +224,20 @@ const BootParams &boot_params(const std::vector<TapeEntry> &entries)
     const std::size_t size = boot != nullptr ? boot->payload.size() : 0;
     const uint32_t crc = boot != nullptr ? boot->crc32 : 0;
     const uint32_t header_crc = header != nullptr ? header->crc32 : 0;
+    const std::string remembered_text = remembered != nullptr ? *remembered : std::string();
     if (!cache.valid || cache.data != data || cache.size != size || cache.crc != crc ||
-        cache.header_crc != header_crc) {
+        cache.header_crc != header_crc || cache.remembered != remembered_text) {
         std::vector<uint8_t> code;
         if (header != nullptr)
             code = header->payload;
         if (boot != nullptr)
             code.insert(code.end(), boot->payload.begin(), boot->payload.end());
-        cache.params = read_params(code.empty() ? nullptr : code.data(), code.size());
+        cache.params = read_params(code.empty() ? nullptr : code.data(), code.size(), remembered);
         cache.data = data;
         cache.size = size;
         cache.crc = crc;
         cache.header_crc = header_crc;
+        cache.remembered = remembered_text;
         cache.valid = true;
     }
     return cache.params;
@@ -361,7 +404,7 @@ bool read_file(const ScanContext &ctx, const Found &found, const BootParams &par
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
     const PulseTrack &track = *ctx.pulses;
-    const BootParams &params = boot_params(*ctx.entries);
+    const BootParams &params = boot_params(ctx);
     Found found;
     // Right after a file that ended with a continuation byte: the next file
     // of the chain, read as its pilot told.
@@ -384,7 +427,15 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     if (!find_pilot(track, index, params.variants, found, retry))
         return false;
     retry = found.pilot.end;  // whatever follows, this pilot leads nowhere else
-    return read_file(ctx, found, params, found.pilot.start, found.pilot.end + 8, entry);
+    if (!read_file(ctx, found, params, found.pilot.start, found.pilot.end + 8, entry))
+        return false;
+    // A file read with the variables of its boot code: they are kept for the
+    // next runs when told (-preserve).
+    const Variant &told = params.variants.front();
+    if (!params.learnt.empty() && ctx.learnt != nullptr && found.variant.pilot == told.pilot &&
+        found.variant.sync == told.sync)
+        ctx.learnt->values[LOADER_ID] = params.learnt;
+    return true;
 }
 
 // --- Encoding ----------------------------------------------------------------
@@ -446,8 +497,8 @@ bool identify(const BootFacts &facts)
                        [&](const Variant &v) { return facts.compares_with(v.pilot) && facts.compares_with(v.sync); });
 }
 
-const TapeScanner SCANNER = {"burner", "Burner (Mastertronic)", SCAN_FOR_C64, recognise};
+const TapeScanner SCANNER = {LOADER_ID, "Burner (Mastertronic)", SCAN_FOR_C64, recognise};
 
 } // namespace
 
-const TurboLoader LOADER_BURNER = {"burner", "Burner (Mastertronic)", 6, &SCANNER, encode, identify};
+const TurboLoader LOADER_BURNER = {LOADER_ID, "Burner (Mastertronic)", 6, &SCANNER, encode, identify};
