@@ -17,6 +17,7 @@ extern const TurboLoader LOADER_CHR;
 extern const TurboLoader LOADER_IRQTAPE;
 extern const TurboLoader LOADER_RACKIT;
 extern const TurboLoader LOADER_AUDIOGENIC;
+extern const TurboLoader LOADER_PAVLODA;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -41,3 +42,4 @@ extern const char CHR_TYPE[];               // "CHR"
 extern const char IRQTAPE_TYPE[];           // "IRQTAPE"
 extern const char RACKIT_TYPE[];            // "RACK-IT"
 extern const char AUDIOGENIC_TYPE[];        // "AUDIOGENIC"
+extern const char PAVLODA_TYPE[];           // "PAVLODA"

@@ -5,7 +5,10 @@
 
 const std::vector<TurboLoader> &turbo_loaders()
 {
-    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD,  LOADER_OCEAN,
+    // Pavloda, rarer, goes before Ocean: an Ocean chain has no checksum and
+    // would take a Pavloda block for one; Pavloda's sync bytes never let it
+    // take an Ocean chain.
+    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD,  LOADER_PAVLODA,   LOADER_OCEAN,
                                                    LOADER_FREELOAD,  LOADER_USGOLD,    LOADER_BURNER,
                                                    LOADER_CHR,       LOADER_BLEEPLOAD, LOADER_RACKIT,
                                                    LOADER_AUDIOGENIC, LOADER_MICROLOAD, LOADER_WILDSAVE,

@@ -25,7 +25,8 @@ struct TurboLoader {
     bool (*identify)(const BootFacts &facts);
 };
 
-// Every turbo loader, most common first.
+// Every turbo loader, most common first (a rare one goes before a common one
+// whose weaker checks would take its blocks), in the order the scan asks them.
 const std::vector<TurboLoader> &turbo_loaders();
 
 // A loader by id, or null.
