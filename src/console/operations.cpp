@@ -8,11 +8,13 @@
 #include "core/appinfo.h"
 #include "core/audiowrite.h"
 #include "core/loadermemory.h"
+#include "core/loaders/all.h"
 #include "core/loaders/identify.h"
 #include "core/tapewrite.h"
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -220,6 +222,10 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
     in.bytes.clear();
     in.bytes.shrink_to_fit();
 
+    if (o.extvisipatch && o.doprg &&
+        std::none_of(scan.entries.begin(), scan.entries.end(),
+                     [](const TapeEntry &e) { return e.type == VISILOAD_PATCH_TYPE; }))
+        extras.after_totals.push_back("Note: -extvisipatch had no effect: the tape holds no Visiload patch file");
     if (o.doprg) {
         unsigned skipped = 0;
         const std::vector<PrgFile> files = tape_prg_files(scan, o.prgunite, &skipped);

@@ -32,10 +32,11 @@ const FlagSwitch flag_switches[] = {
     {"-incsubdirs", &ConsoleOptions::incsubdirs}, {"-sortbycrc", &ConsoleOptions::sortbycrc},
     {"-debug", &ConsoleOptions::debug},           {"-doc64", &ConsoleOptions::doc64},
     {"-noid", &ConsoleOptions::noid},             {"-preserve", &ConsoleOptions::preserve},
+    {"-extvisipatch", &ConsoleOptions::extvisipatch},
 };
 
 // Accepted; this program has no loader they apply to.
-const char *const inert_switch_texts[] = {"-docyberfault", "-extvisipatch"};
+const char *const inert_switch_texts[] = {"-docyberfault"};
 
 void add_unique(std::vector<std::string> &list, const std::string &item)
 {
@@ -224,6 +225,7 @@ ScanOptions scan_options(const ConsoleOptions &o)
     s.tolerance = o.tolerance;
     s.require_end_marker = !o.noc64eof;
     s.overlap = o.debug;
+    s.extract_loader_patches = o.extvisipatch;
     return s;
 }
 
@@ -253,6 +255,9 @@ std::vector<std::string> switch_notes(const ConsoleOptions &o)
     if (o.sortbycrc && !batch)
         notes.push_back("-sortbycrc had no effect: it applies to batch scans (-b)");
     // The pulse lengths are printed per file of a tape report only.
+    if (o.extvisipatch && (batch || record || !o.doprg))
+        notes.push_back("-extvisipatch had no effect: Visiload patch files go to PRG files of -t, -o, -ct0 and "
+                        "-ct1 with -doprg");
     if (o.preserve && (batch || record))
         notes.push_back("-preserve had no effect: it applies to -t, -o, -ct0 and -ct1");
     if (o.debug && (batch || record))
@@ -319,7 +324,8 @@ const char *usage_text()
            "  -preserve       keep loader variables learnt from boot files (pilot, sync,\n"
            "                  bit order) in qmpreserve.txt beside quillmar and use them\n"
            "                  for tape pieces without their boot file\n"
-           "  -docyberfault, -extvisipatch\n"
+           "  -extvisipatch   write Visiload's loader patch files to PRG files too\n"
+           "  -docyberfault\n"
            "                  accepted; no loader of this program uses them\n"
            "  --help, --version\n"
            "\n"

@@ -30,11 +30,12 @@ struct ConsoleOptions {
     bool doc64 = false;
     bool noid = false;  // no loader identification: every selected scanner runs
     bool preserve = false;  // loader variables kept between runs (qmpreserve.txt)
+    bool extvisipatch = false;  // Visiload patch files go to PRG files too
     // Scanner ids of "-doID" and "-noID", in the order given, without repeats.
     std::vector<std::string> do_ids;
     std::vector<std::string> no_ids;
     // Switches accepted for compatibility that no scanner of this program
-    // uses ("-docyberfault", "-extvisipatch"), in the order
+    // uses ("-docyberfault"), in the order
     // given, without repeats.
     std::vector<std::string> inert_switches;
 

@@ -186,6 +186,8 @@ struct ScanOptions {
     // Loader variables kept from earlier runs (see loadermemory.h), for
     // tape pieces without their boot file; null: none.
     const LoaderMemory *remembered = nullptr;
+    // Loader patch files (Visiload's) go to the PRG files too.
+    bool extract_loader_patches = false;
 };
 
 // What an ideal tape has at a pulse: the class the recognising scanner gave it.

@@ -18,6 +18,7 @@ extern const TurboLoader LOADER_IRQTAPE;
 extern const TurboLoader LOADER_RACKIT;
 extern const TurboLoader LOADER_AUDIOGENIC;
 extern const TurboLoader LOADER_PAVLODA;
+extern const TurboLoader LOADER_VISILOAD;
 
 // Type descriptors the other modules look for.
 extern const char TURBOTAPE_TYPE_HEADER[];  // "TURBOTAPE-250 HEADER"
@@ -43,3 +44,12 @@ extern const char IRQTAPE_TYPE[];           // "IRQTAPE"
 extern const char RACKIT_TYPE[];            // "RACK-IT"
 extern const char AUDIOGENIC_TYPE[];        // "AUDIOGENIC"
 extern const char PAVLODA_TYPE[];           // "PAVLODA"
+extern const char VISILOAD_TYPE[];          // "VISILOAD"
+extern const char VISILOAD_PATCH_TYPE[];    // "VISILOAD PATCH"
+
+// For tests: a Visiload patch file (a PRG over the loader's parameter block
+// of this program's boot code) and the pulses of one file written with
+// given parameters.
+std::vector<uint8_t> visiload_patch_file(uint16_t threshold, bool lsb_first, unsigned extra_bits);
+std::vector<uint8_t> visiload_file_pulses(uint16_t threshold, bool lsb_first, unsigned extra_bits,
+                                          const std::vector<uint8_t> &prg);

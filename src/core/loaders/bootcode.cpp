@@ -68,11 +68,20 @@ BootFacts read_boot_code(const uint8_t *code, std::size_t size)
             else if (code[i + 3] == 0x05)
                 high[cia] = code[i + 1];
         }
+        // The rotate right after the bit read takes the bit into the byte.
+        auto rotate_after = [&](std::size_t at) {
+            if (facts.bit_order == 0 && at < size)
+                facts.bit_order = code[at] == ROL_ZP ? 1 : code[at] == ROR_ZP ? 2 : 0;
+        };
         if (i + 4 < size && op == LDA_ABS && code[i + 1] == 0x0D && is_cia(code[i + 2]) && code[i + 3] == LSR_A &&
-            code[i + 4] == LSR_A)
+            code[i + 4] == LSR_A) {
             one_shot_read = true;
-        if (i + 3 < size && op == EOR_IMM && code[i + 1] == 0x02 && code[i + 2] == LSR_A && code[i + 3] == LSR_A)
+            rotate_after(i + 5);
+        }
+        if (i + 3 < size && op == EOR_IMM && code[i + 1] == 0x02 && code[i + 2] == LSR_A && code[i + 3] == LSR_A) {
             continuous_read = true;
+            rotate_after(i + 4);
+        }
     }
     facts.continuous = continuous_read;
     for (int cia = 0; cia < 2; ++cia) {

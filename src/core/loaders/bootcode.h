@@ -21,6 +21,7 @@ struct BootFacts {
     std::vector<unsigned> thresholds;  // cycles, in the order found
     std::vector<uint8_t> compares;     // operands of CMP #imm, in the order found
     bool continuous = false;           // the continuous timer's idiom reads the bits
+    int bit_order = 0;                 // the rotate after the bit read: 0 none, 1 ROL (MSB first), 2 ROR
 
     bool has_threshold_near(unsigned cycles, unsigned slack = 8) const;
     bool compares_with(uint8_t value) const;

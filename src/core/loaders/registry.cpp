@@ -5,10 +5,11 @@
 
 const std::vector<TurboLoader> &turbo_loaders()
 {
-    // Pavloda, rarer, goes before Ocean: an Ocean chain has no checksum and
-    // would take a Pavloda block for one; Pavloda's sync bytes never let it
-    // take an Ocean chain.
-    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD,  LOADER_PAVLODA,   LOADER_OCEAN,
+    // Pavloda and Visiload go before Ocean: an Ocean chain has no checksum
+    // and would take their files for one; their sync bytes (and Visiload's
+    // checksum) never let them take an Ocean chain.
+    static const std::vector<TurboLoader> table = {LOADER_TURBOTAPE, LOADER_NOVALOAD,  LOADER_PAVLODA,   LOADER_VISILOAD,
+                                                   LOADER_OCEAN,
                                                    LOADER_FREELOAD,  LOADER_USGOLD,    LOADER_BURNER,
                                                    LOADER_CHR,       LOADER_BLEEPLOAD, LOADER_RACKIT,
                                                    LOADER_AUDIOGENIC, LOADER_MICROLOAD, LOADER_WILDSAVE,

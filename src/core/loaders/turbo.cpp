@@ -234,12 +234,15 @@ bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, cons
     return true;
 }
 
-bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
-                    PilotFound &found, std::size_t &retry)
+namespace {
+
+// A 1 inside a pilot of 0 bits is a stray pulse when this many zeros follow it.
+constexpr std::size_t STRAY_FOLLOWERS = 32;
+
+// find_bit_pilot for a pilot that starts right at `from`.
+bool bit_pilot_at(const PulseTrack &track, const BitReader &reader, std::size_t from, const Format &format,
+                  std::size_t min_pulses, PilotFound &found, std::size_t &retry)
 {
-    // A 1 inside the pilot is a stray pulse when this many zeros follow it.
-    constexpr std::size_t STRAY_FOLLOWERS = 32;
-    const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
     const std::size_t n = reader.size();
     std::size_t q = from;
     while (q < n && reader.bit(q) != 0)
@@ -278,6 +281,58 @@ bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &for
         break;
     }
     retry = std::max(q + 1, from + 1);
+    return false;
+}
+
+} // namespace
+
+bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
+                    PilotFound &found, std::size_t &retry)
+{
+    const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
+    const std::size_t n = reader.size();
+    const std::size_t span = std::max<std::size_t>(min_pulses, 1);
+    // A pilot's first 0 at `from` is tried at once; elsewhere a pilot of
+    // `span` 0 bits holds one pulse of a grid of that spacing, so only those
+    // pulses need a look where there is none.
+    if (reader.bit(from) == 0)
+        return bit_pilot_at(track, reader, from, format, min_pulses, found, retry);
+    std::size_t g = from + span;
+    while (g < n) {
+        // A stray 1 between 0 bits on the grid point: the run goes on past it.
+        if (reader.bit(g) == 1 && reader.bit(g - 1) == 0 && reader.bit(g + 1) == 0)
+            ++g;
+        if (reader.bit(g) != 0) {
+            g += span;
+            continue;
+        }
+        // Back to where this run of 0 bits starts (through stray 1 pulses).
+        std::size_t r = g;
+        for (;;) {
+            if (r > from && reader.bit(r - 1) == 0) {
+                --r;
+                continue;
+            }
+            if (r > from + 1 && reader.bit(r - 1) == 1 && reader.bit(r - 2) == 0) {
+                std::size_t zeros = 0;
+                while (zeros <= STRAY_FOLLOWERS && reader.bit(r + zeros) == 0)
+                    ++zeros;
+                if (zeros > STRAY_FOLLOWERS) {
+                    r -= 2;
+                    continue;
+                }
+            }
+            break;
+        }
+        std::size_t next = 0;
+        PilotFound here;
+        if (bit_pilot_at(track, reader, r, format, min_pulses, here, next)) {
+            retry = r;  // asked again there, it is found at once
+            return false;
+        }
+        g = std::max(next, r + 1) + span - 1;
+    }
+    retry = std::max(n, from + 1);
     return false;
 }
 
