@@ -181,10 +181,10 @@ TEST_F(ConsoleTest, UnknownScannerIdsAreAcceptedAndNamedInTheReport)
     EXPECT_TRUE(contains(text, "Note: -nozzz: this program has no scanner \"zzz\"")) << text;
     EXPECT_TRUE(parsed().totals.checksum_test_passed);
 
-    r = run({"-dovisiload", "-t", tape});
+    r = run({"-docyberload", "-t", tape});
     ASSERT_EQ(r.status, 0) << r.err;
     text = report();
-    EXPECT_TRUE(contains(text, "Note: -dovisiload: this program has no scanner \"visiload\"; it adds nothing"));
+    EXPECT_TRUE(contains(text, "Note: -docyberload: this program has no scanner \"cyberload\"; it adds nothing"));
     EXPECT_EQ(report_value(text, "Settings    : "), "tolerance 10, end-of-data markers required, scanners: c64");
     EXPECT_TRUE(parsed().totals.checksum_test_passed);
 
