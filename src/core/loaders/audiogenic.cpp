@@ -162,10 +162,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_byte_pilot_after_zeros(track, index, FORMAT, PILOT, pilot, retry))
-        return false;
-    retry = pilot.end;
-    if (!plausible_speed(pilot.means, FORMAT))
+    if (!find_plausible_byte_pilot(track, index, FORMAT, PILOT, true, pilot, retry))
         return false;
     const BitReader reader(track, pilot.threshold, FORMAT.order);
     std::vector<PageBlock> chain(1);
@@ -230,12 +227,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
+    error = programs_problem(prgs, "Audiogenic");
     if (error.empty() && prgs.size() > 255)
         error = "at most 255 programs";
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "an Audiogenic program holds at least one byte";
     if (!error.empty())
         return {};
     BootCodePlan plan = boot_plan();
@@ -244,9 +238,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         const std::size_t length = prg.bytes.size() - 2;
         plan.parameters.insert(plan.parameters.end(), {prg.bytes[0], prg.bytes[1], uint8_t(length), uint8_t(length >> 8)});
     }
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(plan), "AUDIOGENIC", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t) {
         const uint32_t load = uint32_t(prg.bytes[0] | prg.bytes[1] << 8);
         const uint32_t end = load + uint32_t(prg.bytes.size() - 2);
         Writer w(tap, FORMAT);
@@ -263,11 +255,8 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
             w.byte(xor_of(bytes.data(), bytes.size()));
         }
         w.zeros(TRAILER_WRITTEN);
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(plan), "AUDIOGENIC", prgs, options, write);
 }
 
 bool identify(const BootFacts &facts) { return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC}); }

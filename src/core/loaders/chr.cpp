@@ -36,10 +36,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_byte_pilot(track, index, FORMAT, PILOT, pilot, retry))
-        return false;
-    retry = pilot.end;
-    if (!plausible_speed(pilot.means, FORMAT))
+    if (!find_plausible_byte_pilot(track, index, FORMAT, PILOT, false, pilot, retry))
         return false;
     const BitReader reader(track, pilot.threshold, FORMAT.order);
 
@@ -70,23 +67,16 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     block.threshold = pilot.threshold;
     block.means = pilot.means;
     std::vector<uint8_t> &payload = entry.payload;
-    std::size_t p = block.inner_start + 8 * HEADER_BYTES;
-    uint8_t v = 0;
-    while (payload.size() < size + 1 && reader.byte(p, v)) {
-        payload.push_back(v);
-        p += 8;
-    }
-    if (payload.size() < 2)
+    BlockTail tail;
+    if (!read_data_and_checksum(reader, block.inner_start + 8 * HEADER_BYTES, size, payload, tail))
         return false;
-    const uint8_t checksum = payload.back();
-    payload.pop_back();
-    block.inner_end = p - 8;
-    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
+    block.inner_end = tail.checksum_at;
+    block.end = trailer_end(reader, tail.after, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
 
     entry.type = CHR_TYPE;
     entry.block_type = block_byte;
     set_addresses(entry, load, end);
-    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
+    set_checkbyte(entry, tail.checksum, xor_of(payload.data(), payload.size()));
     set_payload_crc(entry);
     entry.loaded.push_back({load, payload});
     fill_entry(ctx, FORMAT, block, entry);
@@ -97,15 +87,10 @@ BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, uint8
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "a CHR block holds at least one byte";
+    error = programs_problem(prgs, "CHR");
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "CHR", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t) {
         const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
         const uint16_t end = uint16_t(load + prg.bytes.size() - 2);
         const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
@@ -120,11 +105,8 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         w.bytes(data);
         w.byte(xor_of(data.data(), data.size()));
         w.zeros(TRAILER_WRITTEN);
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(boot_plan()), "CHR", prgs, options, write);
 }
 
 bool identify(const BootFacts &facts)

@@ -59,22 +59,15 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     block.threshold = pilot.threshold;
     block.means = pilot.means;
     std::vector<uint8_t> &payload = entry.payload;
-    std::size_t p = block.inner_start + 8 * ADDRESS_BYTES;
-    uint8_t v = 0;
-    while (payload.size() < size + 1 && reader.byte(p, v)) {
-        payload.push_back(v);
-        p += 8;
-    }
-    if (payload.size() < 2)
+    BlockTail tail;
+    if (!read_data_and_checksum(reader, block.inner_start + 8 * ADDRESS_BYTES, size, payload, tail))
         return false;
-    const uint8_t checksum = payload.back();
-    payload.pop_back();
-    block.inner_end = p - 8;
-    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
+    block.inner_end = tail.checksum_at;
+    block.end = trailer_end(reader, tail.after, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
 
     entry.type = FREELOAD_TYPE;
     set_addresses(entry, load, end);
-    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
+    set_checkbyte(entry, tail.checksum, xor_of(payload.data(), payload.size()));
     set_payload_crc(entry);
     entry.loaded.push_back({load, payload});
     fill_entry(ctx, FORMAT, block, entry);

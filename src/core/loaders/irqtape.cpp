@@ -88,10 +88,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_byte_pilot(track, index, FORMAT, PILOT, pilot, retry))
-        return false;
-    retry = pilot.end;
-    if (!plausible_speed(pilot.means, FORMAT))
+    if (!find_plausible_byte_pilot(track, index, FORMAT, PILOT, false, pilot, retry))
         return false;
     // A pilot of 1 bits measures only the 1 pulses: the threshold keeps its
     // nominal share of them.
@@ -164,15 +161,10 @@ BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PRE_SYNC, SYNC}); 
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "an IRQTape file holds at least one byte";
+    error = programs_problem(prgs, "IRQTape");
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "IRQTAPE", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t) {
         const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
         const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
         const uint16_t end = uint16_t(load + data.size());
@@ -192,11 +184,8 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         w.bytes(stored);
         w.byte(xor_of(stored.data(), stored.size()));
         w.zeros(TRAILER_WRITTEN);
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(boot_plan()), "IRQTAPE", prgs, options, write);
 }
 
 bool identify(const BootFacts &facts) { return facts.shows(FORMAT.threshold_cycles, {PRE_SYNC, SYNC}); }

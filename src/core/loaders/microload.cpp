@@ -21,7 +21,7 @@ using namespace turbo;
 constexpr Format FORMAT{333, 0x1C, 0x38, BitOrder::LsbFirst};
 constexpr BytePilot PILOT{0xA0, 16};
 constexpr std::array<uint8_t, 10> SYNC = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
-constexpr int SYNC_MIN_MATCHES = 8;
+constexpr std::size_t SYNC_MIN_MATCHES = 8;
 constexpr std::size_t ADDRESS_BYTES = 4;
 constexpr std::size_t TRAILER_LIMIT = 4096;
 constexpr std::size_t PILOT_WRITTEN = 256;
@@ -31,75 +31,42 @@ bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reade
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
-    const PulseTrack &track = *ctx.pulses;
-    PilotFound pilot;
-    if (!find_byte_pilot_after_zeros(track, index, FORMAT, PILOT, pilot, retry))
+    BlockHead head;
+    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SyncSpec{SYNC.data(), SYNC.size(), SYNC_MIN_MATCHES},
+                         ADDRESS_BYTES, head, retry))
         return false;
-    retry = pilot.end;
-    if (!plausible_speed(pilot.means, FORMAT))
-        return false;
-    const BitReader reader(track, pilot.threshold, FORMAT.order);
-
-    std::vector<uint8_t> head;
-    if (!reader.bytes(pilot.end, SYNC.size() + ADDRESS_BYTES, head))
-        return false;
-    int matches = 0;
-    for (std::size_t k = 0; k < SYNC.size(); ++k)
-        matches += head[k] == SYNC[k];
-    if (matches < SYNC_MIN_MATCHES)
-        return false;
-    const uint8_t *address = head.data() + SYNC.size();
+    const BitReader reader(*ctx.pulses, head.pilot.threshold, FORMAT.order);
+    const uint8_t *address = head.header.data();
     const uint16_t load = uint16_t(address[0] | address[1] << 8);
     const std::size_t size = uint16_t(~(address[2] | address[3] << 8));
     if (size == 0 || load + size > 0x10000)
         return false;
 
-    Block block;
-    block.first = pilot.start;
-    block.inner_start = pilot.end + 8 * SYNC.size();
-    block.threshold = pilot.threshold;
-    block.means = pilot.means;
+    Block block = head.block();
     std::vector<uint8_t> &payload = entry.payload;
-    std::size_t p = block.inner_start + 8 * ADDRESS_BYTES;
-    uint8_t v = 0;
-    while (payload.size() < size + 1 && reader.byte(p, v)) {
-        payload.push_back(v);
-        p += 8;
-    }
-    if (payload.size() < 2)
+    BlockTail tail;
+    if (!read_data_and_checksum(reader, head.header_at + 8 * ADDRESS_BYTES, size, payload, tail))
         return false;
-    const uint8_t checksum = payload.back();
-    payload.pop_back();
-    block.inner_end = p - 8;
-    block.end = trailer_end(reader, p, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
+    block.inner_end = tail.checksum_at;
+    block.end = trailer_end(reader, tail.after, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
 
     entry.type = MICROLOAD_TYPE;
     set_addresses(entry, load, uint16_t(load + size));
-    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
+    set_checkbyte(entry, tail.checksum, xor_of(payload.data(), payload.size()));
     set_payload_crc(entry);
     entry.loaded.push_back({load, payload});
     fill_entry(ctx, FORMAT, block, entry);
     return true;
 }
 
-BootCodePlan boot_plan()
-{
-    BootCodePlan plan = one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()});
-    plan.lsb_first = true;
-    return plan;
-}
+BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "a Microload block holds at least one byte";
+    error = programs_problem(prgs, "Microload");
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "MICROLOAD", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t) {
         const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
         const uint16_t complement = uint16_t(~data.size());
         Writer w(tap, FORMAT);
@@ -109,11 +76,8 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         w.bytes(data);
         w.byte(xor_of(data.data(), data.size()));
         w.zeros(TRAILER_WRITTEN);
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(boot_plan()), "MICROLOAD", prgs, options, write);
 }
 
 bool identify(const BootFacts &facts) { return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC.front()}); }

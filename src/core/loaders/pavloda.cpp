@@ -245,19 +245,14 @@ private:
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
+    error = programs_problem(prgs, "Pavloda");
     if (error.empty() && prgs.size() > 255)
         error = "at most 255 Pavloda blocks";
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "a Pavloda block holds at least one byte";
     if (!error.empty())
         return {};
     const BootCodePlan plan =
         one_shot_boot_plan(Format{422, IDEAL_S, IDEAL_M, BitOrder::MsbFirst}, {SYNC[0], SYNC[1]});
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(plan), "PAVLODA", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t i) {
         const std::size_t size = prg.bytes.size() - 2;
         const std::size_t subs = (size + SUB_BLOCK - 1) / SUB_BLOCK;
         PulseWriter w(tap);
@@ -278,11 +273,8 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         for (std::size_t k = 0; k < TRAILER_WRITTEN; ++k)
             w.bit(0);
         w.flush();
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(plan), "PAVLODA", prgs, options, write);
 }
 
 bool identify(const BootFacts &facts) { return facts.shows(422, {SYNC[0], SYNC[1]}); }

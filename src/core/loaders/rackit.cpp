@@ -30,32 +30,22 @@ constexpr Format format_of(BitOrder order) { return Format{THRESHOLD_CYCLES, IDE
 
 bool recognise_in(const ScanContext &ctx, std::size_t index, BitOrder order, TapeEntry &entry, std::size_t &retry)
 {
-    const PulseTrack &track = *ctx.pulses;
     const Format format = format_of(order);
-    PilotFound pilot;
-    if (!find_byte_pilot(track, index, format, PILOT, pilot, retry))
+    BlockHead head;
+    if (!read_block_head(*ctx.pulses, index, format, PILOT, false, SyncSpec{&SYNC, 1, 1}, HEADER_BYTES, head, retry))
         return false;
-    retry = pilot.end;
-    if (!plausible_speed(pilot.means, format))
-        return false;
-    const BitReader reader(track, pilot.threshold, order);
-    std::vector<uint8_t> head;
-    if (!reader.bytes(pilot.end, 1 + HEADER_BYTES, head) || head[0] != SYNC)
-        return false;
-    const uint8_t key = head[1];
-    const uint16_t end = uint16_t(head[2] << 8 | head[3]);
-    const uint16_t load = uint16_t(head[4] << 8 | head[5]);
-    const uint8_t checksum = head[6];
+    const BitReader reader(*ctx.pulses, head.pilot.threshold, order);
+    const uint8_t *h = head.header.data();
+    const uint8_t key = h[0];
+    const uint16_t end = uint16_t(h[1] << 8 | h[2]);
+    const uint16_t load = uint16_t(h[3] << 8 | h[4]);
+    const uint8_t checksum = h[5];
     const uint32_t end_exclusive = end == 0 ? 0x10000u : end;
     if (end_exclusive <= load)
         return false;
     const std::size_t size = end_exclusive - load;
 
-    Block block;
-    block.first = pilot.start;
-    block.inner_start = pilot.end + 8;
-    block.threshold = pilot.threshold;
-    block.means = pilot.means;
+    Block block = head.block();
     std::vector<uint8_t> &payload = entry.payload;
     std::size_t p = block.inner_start + 8 * HEADER_BYTES;
     uint8_t v = 0;
@@ -94,18 +84,12 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "a Rack-It file holds at least one byte";
+    error = programs_problem(prgs, "Rack-It");
     if (!error.empty())
         return {};
     // The boot code of this program's tapes reads most significant bit first.
     const Format format = format_of(BitOrder::MsbFirst);
-    std::vector<uint8_t> tap =
-        tape_with_boot_file(make_boot_program(one_shot_boot_plan(format, {PILOT.value, SYNC})), "RACK-IT", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [&](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t i) {
         const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
         const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
         const uint16_t end = uint16_t(load + data.size());
@@ -118,11 +102,9 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         for (uint8_t b : data)
             w.byte(uint8_t(b ^ key));
         w.zeros(TRAILER_WRITTEN);
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(one_shot_boot_plan(format, {PILOT.value, SYNC})), "RACK-IT", prgs,
+                            options, write);
 }
 
 bool identify(const BootFacts &facts) { return facts.shows(THRESHOLD_CYCLES, {PILOT.value, SYNC}); }

@@ -372,6 +372,68 @@ void fill_entry(const ScanContext &ctx, const Format &format, const Block &block
     entry.read_errors = errors;
 }
 
+bool find_plausible_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format,
+                               const BytePilot &pilot, bool after_zeros, PilotFound &found, std::size_t &retry)
+{
+    const bool seen = after_zeros ? find_byte_pilot_after_zeros(track, from, format, pilot, found, retry)
+                                  : find_byte_pilot(track, from, format, pilot, found, retry);
+    if (!seen)
+        return false;
+    retry = found.end;  // whatever follows, this pilot leads nowhere else
+    return plausible_speed(found.means, format);
+}
+
+Block BlockHead::block() const
+{
+    Block b;
+    b.first = pilot.start;
+    b.inner_start = header_at;
+    b.threshold = pilot.threshold;
+    b.means = pilot.means;
+    return b;
+}
+
+bool read_block_head(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
+                     bool after_zeros, const SyncSpec &sync, std::size_t header_bytes, BlockHead &head,
+                     std::size_t &retry)
+{
+    if (!find_plausible_byte_pilot(track, from, format, pilot, after_zeros, head.pilot, retry))
+        return false;
+    const BitReader reader(track, head.pilot.threshold, format.order);
+    std::vector<uint8_t> bytes;
+    if (!reader.bytes(head.pilot.end, sync.size + header_bytes, bytes) ||
+        count_matching(bytes.data(), sync.bytes, sync.size) < sync.min_matches)
+        return false;
+    head.header.assign(bytes.begin() + long(sync.size), bytes.end());
+    head.header_at = head.pilot.end + 8 * sync.size;
+    return true;
+}
+
+bool read_data_and_checksum(const BitReader &reader, std::size_t p, std::size_t size, std::vector<uint8_t> &data,
+                            BlockTail &tail)
+{
+    uint8_t v = 0;
+    while (data.size() < size + 1 && reader.byte(p, v)) {
+        data.push_back(v);
+        p += 8;
+    }
+    if (data.size() < 2)
+        return false;
+    tail.checksum = data.back();
+    data.pop_back();
+    tail.checksum_at = p - 8;
+    tail.after = p;
+    return true;
+}
+
+std::size_t count_matching(const uint8_t *a, const uint8_t *b, std::size_t size)
+{
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < size; ++i)
+        n += a[i] == b[i];
+    return n;
+}
+
 bool byte_run_at(const BitReader &reader, std::size_t q, uint8_t value, std::size_t count)
 {
     uint8_t v = 0;
@@ -426,6 +488,7 @@ BootCodePlan one_shot_boot_plan(const Format &format, std::vector<uint8_t> compa
     BootCodePlan plan;
     plan.threshold_cycles = format.threshold_cycles;
     plan.one_shot = true;
+    plan.lsb_first = format.order == BitOrder::LsbFirst;
     plan.compares = std::move(compares);
     return plan;
 }
@@ -461,6 +524,15 @@ std::string programs_problem(const std::vector<PrgInput> &prgs)
             return problem;
     }
     return "";
+}
+
+std::string programs_problem(const std::vector<PrgInput> &prgs, const char *format)
+{
+    std::string problem = programs_problem(prgs);
+    for (const PrgInput &prg : prgs)
+        if (problem.empty() && prg.bytes.size() < 3)
+            problem = std::string("a ") + format + " file holds at least one byte";
+    return problem;
 }
 
 std::vector<uint8_t> petscii_name(const std::string &name, std::size_t size, uint8_t pad)

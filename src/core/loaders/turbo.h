@@ -15,6 +15,7 @@
 #include "core/cbmencode.h"
 #include "core/loaders/bootcode.h"
 #include "core/tapescan.h"
+#include "core/tapewrite.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -199,6 +200,47 @@ std::size_t bit_trailer_end(const BitReader &reader, std::size_t from, std::size
     return q;
 }
 
+// A pilot of a repeated byte (after 0 bits when `after_zeros`) at `from`
+// whose pulses are this format's at a plausible speed: find_byte_pilot or
+// find_byte_pilot_after_zeros, then plausible_speed. When found and
+// implausible, retry is set past the pilot.
+bool find_plausible_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format,
+                               const BytePilot &pilot, bool after_zeros, PilotFound &found, std::size_t &retry);
+
+// The start of a block in formats of a byte pilot and sync bytes: the pilot
+// (find_plausible_byte_pilot), the sync bytes right after it (at least
+// `min_matches` of them as they must be), then `header_bytes` bytes.
+struct SyncSpec {
+    const uint8_t *bytes;
+    std::size_t size;
+    std::size_t min_matches;
+};
+struct BlockHead {
+    PilotFound pilot;
+    std::vector<uint8_t> header;  // the bytes after the sync
+    std::size_t header_at = 0;    // first pulse of the header
+    // A block of the entry, from the pilot's start; inner start at the header.
+    Block block() const;
+};
+bool read_block_head(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
+                     bool after_zeros, const SyncSpec &sync, std::size_t header_bytes, BlockHead &head,
+                     std::size_t &retry);
+
+// The data of a block and the checksum after them, read from p: up to
+// `size` bytes, then one more. A block cut short (by a silence) keeps what
+// it has, its last byte taken as the checksum. False when fewer than two
+// bytes could be read.
+struct BlockTail {
+    uint8_t checksum = 0;
+    std::size_t checksum_at = 0;  // first pulse of the checksum byte
+    std::size_t after = 0;        // first pulse after it
+};
+bool read_data_and_checksum(const BitReader &reader, std::size_t p, std::size_t size, std::vector<uint8_t> &data,
+                            BlockTail &tail);
+
+// Bytes equal in both, position by position.
+std::size_t count_matching(const uint8_t *a, const uint8_t *b, std::size_t size);
+
 // `count` bytes of `value` in a row from q: a pilot of that byte begins.
 bool byte_run_at(const BitReader &reader, std::size_t q, uint8_t value, std::size_t count);
 
@@ -224,8 +266,9 @@ struct TapeOptions {
     double pause_seconds = 2.0;   // silence after the boot file and between programs
 };
 
-// Boot code with a one-shot timer of the format's threshold that compares
-// with the given bytes (pilot, sync...).
+// Boot code with a one-shot timer of the format's threshold, rotating the
+// bits in in the format's order, that compares with the given bytes (pilot,
+// sync...).
 BootCodePlan one_shot_boot_plan(const Format &format, std::vector<uint8_t> compares);
 
 // A C64 TAP file (header and data, size field not yet set) beginning with a
@@ -238,6 +281,25 @@ void append_pause(std::vector<uint8_t> &tap, const TapeOptions &options);
 
 // Empty when every program can be written (see prg_input_problem), else why not.
 std::string programs_problem(const std::vector<PrgInput> &prgs);
+// The same, and every program holds at least one byte (a `format` file does).
+std::string programs_problem(const std::vector<PrgInput> &prgs, const char *format);
+
+// A whole tape: the boot file, then each program written by
+// write(tap, program, index), a pause between two programs.
+template <class WriteProgram>
+std::vector<uint8_t> tape_of_programs(const std::vector<uint8_t> &boot_prg, const std::string &boot_name,
+                                      const std::vector<PrgInput> &prgs, const TapeOptions &options,
+                                      WriteProgram &&write)
+{
+    std::vector<uint8_t> tap = tape_with_boot_file(boot_prg, boot_name, options);
+    for (std::size_t i = 0; i < prgs.size(); ++i) {
+        write(tap, prgs[i], i);
+        if (i + 1 < prgs.size())
+            append_pause(tap, options);
+    }
+    tap_fix_data_size(tap);
+    return tap;
+}
 
 // The PETSCII bytes of a program's name, padded with `pad` to `size` bytes.
 std::vector<uint8_t> petscii_name(const std::string &name, std::size_t size, uint8_t pad = 0x20);

@@ -338,23 +338,15 @@ void append_file(std::vector<uint8_t> &tap, const Params &p, uint16_t load, cons
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "a Visiload file holds at least one byte";
+    error = programs_problem(prgs, "Visiload");
     if (!error.empty())
         return {};
     const Params params;
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan(params)), "VISILOAD", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [&](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t) {
         append_file(tap, params, uint16_t(prg.bytes[0] | prg.bytes[1] << 8),
                     std::vector<uint8_t>(prg.bytes.begin() + 2, prg.bytes.end()));
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(boot_plan(params)), "VISILOAD", prgs, options, write);
 }
 
 // The boot code compares with the sync byte and sets a timer in the

@@ -24,7 +24,7 @@ using namespace turbo;
 constexpr Format FORMAT{480, 0x24, 0x56, BitOrder::LsbFirst};
 constexpr BytePilot PILOT{0xA0, 16};
 constexpr std::array<uint8_t, 10> SYNC = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
-constexpr int SYNC_MIN_MATCHES = 8;
+constexpr std::size_t SYNC_MIN_MATCHES = 8;
 constexpr std::size_t HEADER_BYTES = 5;  // end, size, check byte
 constexpr std::size_t TRAILER_LIMIT = 4096;
 constexpr std::size_t PILOT_WRITTEN = 256;
@@ -34,24 +34,12 @@ bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reade
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
-    const PulseTrack &track = *ctx.pulses;
-    PilotFound pilot;
-    if (!find_byte_pilot_after_zeros(track, index, FORMAT, PILOT, pilot, retry))
+    BlockHead head;
+    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SyncSpec{SYNC.data(), SYNC.size(), SYNC_MIN_MATCHES},
+                         HEADER_BYTES, head, retry))
         return false;
-    retry = pilot.end;
-    if (!plausible_speed(pilot.means, FORMAT))
-        return false;
-    const BitReader reader(track, pilot.threshold, FORMAT.order);
-
-    std::vector<uint8_t> head;
-    if (!reader.bytes(pilot.end, SYNC.size() + HEADER_BYTES, head))
-        return false;
-    int matches = 0;
-    for (std::size_t k = 0; k < SYNC.size(); ++k)
-        matches += head[k] == SYNC[k];
-    if (matches < SYNC_MIN_MATCHES)
-        return false;
-    const uint8_t *h = head.data() + SYNC.size();
+    const BitReader reader(*ctx.pulses, head.pilot.threshold, FORMAT.order);
+    const uint8_t *h = head.header.data();
     const uint32_t end = uint16_t(h[0] | h[1] << 8) == 0 ? 0x10000u : uint16_t(h[0] | h[1] << 8);
     const std::size_t size = uint16_t(h[2] | h[3] << 8);
     const uint8_t checksum = h[4];
@@ -59,11 +47,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
         return false;
     const uint16_t load = uint16_t(end - size);
 
-    Block block;
-    block.first = pilot.start;
-    block.inner_start = pilot.end + 8 * SYNC.size();
-    block.threshold = pilot.threshold;
-    block.means = pilot.means;
+    Block block = head.block();
     // The bytes come last first: a block cut short keeps its top end.
     std::vector<uint8_t> backwards;
     std::size_t p = block.inner_start + 8 * HEADER_BYTES;
@@ -90,24 +74,14 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     return true;
 }
 
-BootCodePlan boot_plan()
-{
-    BootCodePlan plan = one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()});
-    plan.lsb_first = true;
-    return plan;
-}
+BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()}); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
-    error = programs_problem(prgs);
-    for (const PrgInput &prg : prgs)
-        if (error.empty() && prg.bytes.size() < 3)
-            error = "a Wild Save block holds at least one byte";
+    error = programs_problem(prgs, "Wild Save");
     if (!error.empty())
         return {};
-    std::vector<uint8_t> tap = tape_with_boot_file(make_boot_program(boot_plan()), "WILD SAVE", options);
-    for (std::size_t i = 0; i < prgs.size(); ++i) {
-        const PrgInput &prg = prgs[i];
+    auto write = [](std::vector<uint8_t> &tap, const PrgInput &prg, std::size_t) {
         const uint16_t load = uint16_t(prg.bytes[0] | prg.bytes[1] << 8);
         const std::size_t size = prg.bytes.size() - 2;
         const uint32_t end = load + uint32_t(size);
@@ -120,11 +94,8 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         for (std::size_t k = size; k-- > 0;)
             w.byte(uint8_t(data[k] ^ ((load + k) & 0xFF)));
         w.zeros(TRAILER_WRITTEN);
-        if (i + 1 < prgs.size())
-            append_pause(tap, options);
-    }
-    tap_fix_data_size(tap);
-    return tap;
+    };
+    return tape_of_programs(make_boot_program(boot_plan()), "WILD SAVE", prgs, options, write);
 }
 
 bool identify(const BootFacts &facts) { return facts.shows(FORMAT.threshold_cycles, {PILOT.value, SYNC.front()}); }
