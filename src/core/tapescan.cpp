@@ -231,6 +231,14 @@ void add_overlapping_files(TapeScan &scan, const uint8_t *file, std::size_t size
         Key header{};
     };
     std::vector<Extra> extras;
+    // Pulses the scan's own files hold: an overlapping file's read errors
+    // are counted where no other file claims the pulses (its lead-in may be
+    // the end of the file before it, read at the wrong speed).
+    std::vector<bool> claimed(scan.pulses.size(), false);
+    for (const TapeEntry &e : scan.entries)
+        if (e.kind == EntryKind::File)
+            std::fill(claimed.begin() + long(e.first_pulse), claimed.begin() + long(e.first_pulse + e.pulse_count),
+                      true);
     ScanOptions alone = options;
     alone.overlap = false;
     const bool with_cbm = std::find(scanners.begin(), scanners.end(), &cbm_rom_scanner) != scanners.end();
@@ -246,6 +254,9 @@ void add_overlapping_files(TapeScan &scan, const uint8_t *file, std::size_t size
             Extra x;
             x.entry = e;
             x.entry.overlapping = true;
+            x.entry.read_errors = 0;
+            for (std::size_t q = e.first_pulse; q < e.first_pulse + e.pulse_count; ++q)
+                x.entry.read_errors += !claimed[q] && solo.pulse_read_error(q);
             if (e.header_entry >= 0 && std::size_t(e.header_entry) < solo.entries.size()) {
                 x.has_header = true;
                 x.header = key_of(solo.entries[std::size_t(e.header_entry)]);

@@ -180,8 +180,9 @@ struct ScanOptions {
     // Debug mode: after the scan, every scanner looks at the whole tape on
     // its own (with CBM ROM beside it, for the boot files), and the files it
     // finds where another scanner's entries lie are added to the entries
-    // (marked overlapping), so a file hidden under another one shows. The
-    // pulse classes stay those of the scan itself.
+    // (marked overlapping), so a file hidden under another one shows; its
+    // read errors count only where no file of the scan lies. The pulse
+    // classes stay those of the scan itself.
     bool overlap = false;
     // Loader variables kept from earlier runs (see loadermemory.h), for
     // tape pieces without their boot file; null: none.

@@ -272,6 +272,7 @@ TEST_F(ConsoleTest, DebugShowsAFileHiddenUnderAnotherOnesTrailer)
     // into a pilot join its entry: $0B9D.
     EXPECT_EQ(locations[1].substr(0, 5), "$0B9D") << locations[1];
     EXPECT_EQ(report_value(text, "Checksum test     : "), "PASS - 2 of 2 checksummed files OK");
+    EXPECT_EQ(report_value(text, "Read test         : "), "PASS - 0 read errors");
     EXPECT_EQ(prg_files().size(), 2u);
     EXPECT_EQ(sha256_of_file(t), hash);
 }

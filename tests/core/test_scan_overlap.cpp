@@ -76,6 +76,8 @@ TEST(ScanOverlap, AHiddenFileIsSortedInAndHeadersStillMatch)
     ASSERT_EQ(chr.size(), 1u);
     EXPECT_TRUE(chr[0]->overlapping);
     EXPECT_TRUE(chr[0]->checkbyte_pass);
+    // Its lead-in pulses are the Freeload block's last: no read errors there.
+    EXPECT_EQ(chr[0]->read_errors, 0u);
     EXPECT_EQ(chr[0]->load_address, 0x4000);
     // In order of their start; the Freeload entry holds the CHR entry's start.
     for (std::size_t k = 1; k < scan.entries.size(); ++k)

@@ -8,6 +8,8 @@
 #include "gui/report.h"
 #include "gui/scanners.h"
 #include "core/loaders/registry.h"
+#include "core/loaders/turbo.h"
+#include "core/tapewrite.h"
 
 #include <glib/gstdio.h>
 
@@ -346,4 +348,55 @@ TEST_F(EndToEnd, ToolPagesWithADamagedSample)
         EXPECT_FALSE(save_screenshot(mainwindow, std::string("tool_") + page).empty());
     }
     EXPECT_EQ(std::string(gtk_label_get_text(GTK_LABEL(W("label_cbm_file_repair_faulty_total")))), "1");
+}
+
+// Debug mode ("Allow detected files to overlap"): a CHR block hidden under
+// the trailer of the Freeload block before it shows in the report as a row
+// of its own, overlapping; the window takes the overlapping rows in stride.
+TEST_F(EndToEnd, DebugModeShowsAFileHiddenUnderAnother)
+{
+    std::vector<uint8_t> tap = tap_file_header(1, false, false, 0);
+    std::vector<uint8_t> first(300), second(200);
+    for (std::size_t i = 0; i < first.size(); ++i)
+        first[i] = uint8_t(i * 13 + 1);
+    for (std::size_t i = 0; i < second.size(); ++i)
+        second[i] = uint8_t(i * 7 + 5);
+    turbo::Writer freeload(tap, turbo::Format{360, 0x24, 0x41, turbo::BitOrder::MsbFirst});
+    freeload.repeat_byte(0x40, 64);
+    freeload.bytes({0x5A, 0x00, 0x10, 0x2C, 0x11});
+    freeload.bytes(first);
+    freeload.byte(turbo::xor_of(first.data(), first.size()));
+    turbo::Writer chr(tap, turbo::Format{263, 0x1A, 0x2A, turbo::BitOrder::MsbFirst});
+    chr.repeat_byte(0x63, 300);
+    for (unsigned v = 0x64; v <= 0xFF; ++v)
+        chr.byte(uint8_t(v));
+    chr.bytes({0x01, 0x00, 0x40, 0xC8, 0x40, 0x00, 0x40, 0, 0, 0, 0});
+    chr.bytes(second);
+    chr.byte(turbo::xor_of(second.data(), second.size()));
+    chr.zeros(32);
+    tap_fix_data_size(tap);
+    const std::string tape = tapes + "/hidden chr.tap";
+    write_file(tape, std::string(tap.begin(), tap.end()));
+    const std::string before = sha256_of(tape);
+
+    drop_and_test(tape);
+    EXPECT_EQ(entries_of_type("CHR"), 0);
+    EXPECT_EQ(entries_of_type("UNRECOGNIZED"), 1);
+
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_debug")), TRUE);
+    drop_and_test(tape);
+    ASSERT_EQ(entries_of_type("CHR"), 1);
+    const std::vector<ReportEntry> rows = report_model_entries();
+    ASSERT_GE(rows.size(), 3u);
+    EXPECT_EQ(rows[0].type, "FREELOAD");
+    EXPECT_EQ(rows[1].type, "CHR");
+    EXPECT_LT(rows[1].start, rows[0].end);  // it lies under the Freeload block's trailer
+    EXPECT_EQ(rows[1].checkbyte, std::optional<std::string>("OK"));
+    EXPECT_EQ(stock("image_checkbyte_test"), "gtk-yes");
+    EXPECT_EQ(stock("image_read_test"), "gtk-yes");  // its lead-in is the Freeload block's end
+    EXPECT_EQ(prg_names().size(), 2u);
+    EXPECT_EQ(sha256_of(tape), before);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
+    EXPECT_FALSE(save_screenshot(mainwindow, "debug_overlapping_rows").empty());
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_debug")), FALSE);
 }
