@@ -6,6 +6,8 @@
 #include "core/loaders/registry.h"
 #include "core/tapescan.h"
 #include "core/tapimage.h"
+#include "core/tapewrite.h"
+#include "core/loaders/turbo.h"
 
 #include <gtest/gtest.h>
 
@@ -31,6 +33,13 @@ inline PrgInput program(const std::string &name, uint16_t load, std::size_t size
         p.bytes.push_back(uint8_t(x >> 24));
     }
     return p;
+}
+
+// `size` bytes from a seeded generator (a program's data, no load address).
+inline Bytes data_of(std::size_t size, uint32_t seed)
+{
+    const Bytes p = program("", 0, size, seed).bytes;
+    return Bytes(p.begin() + 2, p.end());
 }
 
 inline Bytes encode(const TurboLoader &loader, const std::vector<PrgInput> &prgs,
@@ -135,5 +144,34 @@ inline void expect_covering(const TapeScan &s)
     EXPECT_EQ(next, s.file_size);
     EXPECT_EQ(pulse, s.pulses.size());
 }
+
+// A C64 TAP file written pulse by pulse by a test: `tap` starts as a bare
+// header; pause() appends a silence, scan() scans the whole (every byte in
+// exactly one entry).
+class HandTapeBase {
+public:
+    Bytes tap = tap_file_header(1, false, false, 0);
+
+    void pause(double seconds = 1.0)
+    {
+        turbo::TapeOptions options;
+        options.pause_seconds = seconds;
+        turbo::append_pause(tap, options);
+    }
+
+    Bytes &bytes()
+    {
+        tap_fix_data_size(tap);
+        return tap;
+    }
+
+    TapeScan scan(const ScanOptions &options = ScanOptions())
+    {
+        tap_fix_data_size(tap);
+        TapeScan s = scan_tape(tap.data(), tap.size(), options);
+        expect_covering(s);
+        return s;
+    }
+};
 
 } // namespace loader_testing

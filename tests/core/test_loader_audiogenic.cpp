@@ -16,23 +16,15 @@ namespace {
 
 constexpr turbo::Format AUDIOGENIC_PULSES{319, 0x1A, 0x36, turbo::BitOrder::MsbFirst};
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
-
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
-    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
-
     void block(uint8_t page, const Bytes &bytes, int checksum = -1, double speed = 1.0, uint8_t sync = 0xAA,
                int spoilt_pilot_byte = -1)
     {
         turbo::Format f = AUDIOGENIC_PULSES;
         f.ideal0 = uint8_t(f.ideal0 * speed + 0.5);
         f.ideal1 = uint8_t(f.ideal1 * speed + 0.5);
-        turbo::Writer w(tap_, f);
+        turbo::Writer w(tap, f);
         for (int k = 0; k < 4; ++k)
             w.byte(k == spoilt_pilot_byte ? 0xF4 : 0xF0);
         w.byte(sync);
@@ -41,24 +33,7 @@ public:
         w.byte(checksum >= 0 ? uint8_t(checksum) : turbo::xor_of(bytes.data(), bytes.size()));
     }
 
-    void zeros(std::size_t n) { turbo::Writer(tap_, AUDIOGENIC_PULSES).zeros(n); }
-
-    void pause()
-    {
-        turbo::TapeOptions options;
-        turbo::append_pause(tap_, options);
-    }
-
-    TapeScan scan()
-    {
-        tap_fix_data_size(tap_);
-        TapeScan s = scan_tape(tap_.data(), tap_.size());
-        expect_covering(s);
-        return s;
-    }
-
-private:
-    Bytes tap_;
+    void zeros(std::size_t n) { turbo::Writer(tap, AUDIOGENIC_PULSES).zeros(n); }
 };
 
 } // namespace

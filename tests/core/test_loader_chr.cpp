@@ -15,12 +15,6 @@ namespace {
 
 constexpr turbo::Format CHR_PULSES{263, 0x1A, 0x2A, turbo::BitOrder::MsbFirst};
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
-
 Bytes sync_run()
 {
     Bytes s;
@@ -39,16 +33,14 @@ struct ChrBlock {
     double speed = 1.0;
 };
 
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
-    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
-
     void block(const ChrBlock &b)
     {
         turbo::Format f = CHR_PULSES;
         f.ideal0 = uint8_t(f.ideal0 * b.speed + 0.5);
         f.ideal1 = uint8_t(f.ideal1 * b.speed + 0.5);
-        turbo::Writer w(tap_, f);
+        turbo::Writer w(tap, f);
         w.repeat_byte(0x63, 300);
         w.bytes(b.sync);
         w.byte(b.block_byte);
@@ -59,23 +51,6 @@ public:
         w.byte(b.checksum >= 0 ? uint8_t(b.checksum) : turbo::xor_of(b.data.data(), b.data.size()));
         w.zeros(40);
     }
-
-    void pause()
-    {
-        turbo::TapeOptions options;
-        turbo::append_pause(tap_, options);
-    }
-
-    TapeScan scan()
-    {
-        tap_fix_data_size(tap_);
-        TapeScan s = scan_tape(tap_.data(), tap_.size());
-        expect_covering(s);
-        return s;
-    }
-
-private:
-    Bytes tap_;
 };
 
 } // namespace

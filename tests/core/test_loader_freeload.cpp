@@ -15,11 +15,6 @@ namespace {
 
 constexpr turbo::Format FREELOAD_PULSES{360, 0x24, 0x41, turbo::BitOrder::MsbFirst};
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
 
 // A tape without boot file, built block by block.
 class HandTape {

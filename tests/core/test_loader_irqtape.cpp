@@ -13,12 +13,6 @@ namespace {
 
 constexpr turbo::Format IRQ_PULSES{384, 0x20, 0x40, turbo::BitOrder::MsbFirst};
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
-
 struct IrqFile {
     uint16_t load = 0x0801;
     uint16_t end = 0;     // load + decoded size when 0
@@ -32,16 +26,14 @@ struct IrqFile {
     double speed = 1.0;
 };
 
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
-    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
-
     void file(const IrqFile &f)
     {
         turbo::Format pulses = IRQ_PULSES;
         pulses.ideal0 = uint8_t(pulses.ideal0 * f.speed + 0.5);
         pulses.ideal1 = uint8_t(pulses.ideal1 * f.speed + 0.5);
-        turbo::Writer w(tap_, pulses);
+        turbo::Writer w(tap, pulses);
         w.repeat_byte(0xFF, 300);
         w.bytes({0xC3, 0xAA});
         const uint16_t end = f.end != 0 ? f.end : uint16_t(f.load + f.size);
@@ -55,23 +47,6 @@ public:
             w.zeros(30);
         }
     }
-
-    void pause()
-    {
-        turbo::TapeOptions options;
-        turbo::append_pause(tap_, options);
-    }
-
-    TapeScan scan()
-    {
-        tap_fix_data_size(tap_);
-        TapeScan s = scan_tape(tap_.data(), tap_.size());
-        expect_covering(s);
-        return s;
-    }
-
-private:
-    Bytes tap_;
 };
 
 } // namespace

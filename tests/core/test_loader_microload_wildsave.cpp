@@ -19,22 +19,14 @@ constexpr turbo::Format MICROLOAD_PULSES{333, 0x1C, 0x38, turbo::BitOrder::LsbFi
 constexpr turbo::Format WILDSAVE_PULSES{480, 0x24, 0x56, turbo::BitOrder::LsbFirst};
 const Bytes COUNTDOWN = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
-
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
-    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
-
     turbo::Writer writer(const turbo::Format &pulses, double speed = 1.0)
     {
         format_ = pulses;
         format_.ideal0 = uint8_t(pulses.ideal0 * speed + 0.5);
         format_.ideal1 = uint8_t(pulses.ideal1 * speed + 0.5);
-        return turbo::Writer(tap_, format_);
+        return turbo::Writer(tap, format_);
     }
 
     void microload(uint16_t load, const Bytes &data, double speed = 1.0, std::size_t pilot = 200, int checksum = -1)
@@ -68,25 +60,7 @@ public:
             w.zeros(20);
     }
 
-    void pause()
-    {
-        turbo::TapeOptions options;
-        options.pause_seconds = 1.0;
-        turbo::append_pause(tap_, options);
-    }
-
-    Bytes &bytes() { return tap_; }
-
-    TapeScan scan()
-    {
-        tap_fix_data_size(tap_);
-        TapeScan s = scan_tape(tap_.data(), tap_.size());
-        expect_covering(s);
-        return s;
-    }
-
 private:
-    Bytes tap_;
     turbo::Format format_ = MICROLOAD_PULSES;
 };
 

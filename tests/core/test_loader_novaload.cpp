@@ -58,12 +58,6 @@ void write_file(Bytes &tap, std::size_t pilot, const Bytes &body, std::size_t tr
     w.zeros(trailer);
 }
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    const PrgInput p = program("", 0, size, seed);
-    return Bytes(p.bytes.begin() + 2, p.bytes.end());
-}
-
 // A Special chain: the given pages with their data, then page $00.
 Bytes special_body(const std::vector<std::pair<uint8_t, Bytes>> &pages)
 {

@@ -14,12 +14,6 @@ namespace {
 
 constexpr uint8_t S = 0x25, M = 0x43, L = 0x55;
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
-
 uint8_t plus_one_sum(const Bytes &b)
 {
     unsigned s = 0;
@@ -29,10 +23,8 @@ uint8_t plus_one_sum(const Bytes &b)
 }
 
 // Bits to pulses by hand: 0 short, 1 medium, "1 0" long (when `pair_up`).
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
-    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
-
     void bits(const std::vector<int> &b, bool pair_up = true)
     {
         for (std::size_t i = 0; i < b.size(); ++i) {
@@ -77,24 +69,7 @@ public:
         bits(b);
     }
 
-    void pulse(uint8_t u) { tap_.push_back(u); }
-
-    void pause()
-    {
-        turbo::TapeOptions options;
-        turbo::append_pause(tap_, options);
-    }
-
-    TapeScan scan()
-    {
-        tap_fix_data_size(tap_);
-        TapeScan s = scan_tape(tap_.data(), tap_.size());
-        expect_covering(s);
-        return s;
-    }
-
-private:
-    Bytes tap_;
+    void pulse(uint8_t u) { tap.push_back(u); }
 };
 
 } // namespace

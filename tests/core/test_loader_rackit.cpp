@@ -12,12 +12,6 @@ using namespace loader_testing;
 
 namespace {
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
-
 struct RackFile {
     uint16_t load = 0x0801;
     Bytes data;
@@ -29,14 +23,12 @@ struct RackFile {
     double speed = 1.0;
 };
 
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
-    HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
-
     void file(const RackFile &f)
     {
         turbo::Format pulses{352, uint8_t(0x1D * f.speed + 0.5), uint8_t(0x3C * f.speed + 0.5), f.order};
-        turbo::Writer w(tap_, pulses);
+        turbo::Writer w(tap, pulses);
         w.repeat_byte(0x25, 200);
         w.byte(f.sync);
         const uint16_t end = uint16_t(f.load + f.data.size());
@@ -47,23 +39,6 @@ public:
         if (f.written >= f.data.size())
             w.zeros(30);
     }
-
-    void pause()
-    {
-        turbo::TapeOptions options;
-        turbo::append_pause(tap_, options);
-    }
-
-    TapeScan scan()
-    {
-        tap_fix_data_size(tap_);
-        TapeScan s = scan_tape(tap_.data(), tap_.size());
-        expect_covering(s);
-        return s;
-    }
-
-private:
-    Bytes tap_;
 };
 
 } // namespace

@@ -15,11 +15,6 @@ namespace {
 
 constexpr turbo::Format GOLD_PULSES{360, 0x24, 0x42, turbo::BitOrder::MsbFirst};
 
-Bytes data_of(std::size_t size, uint32_t seed)
-{
-    Bytes p = program("", 0, size, seed).bytes;
-    return Bytes(p.begin() + 2, p.end());
-}
 
 Bytes name_bytes(const std::string &text)
 {

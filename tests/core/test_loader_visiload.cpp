@@ -25,37 +25,20 @@ BootCodePlan visiload_boot(uint16_t threshold, bool lsb_first, unsigned extra_bi
     return plan;
 }
 
-class HandTape {
+class HandTape : public HandTapeBase {
 public:
     explicit HandTape(const BootCodePlan *boot)
-        : tap_(boot != nullptr ? turbo::tape_with_boot_file(make_boot_program(*boot), "LOADER", turbo::TapeOptions())
-                               : tap_file_header(1, false, false, 0))
     {
+        if (boot != nullptr)
+            tap = turbo::tape_with_boot_file(make_boot_program(*boot), "LOADER", turbo::TapeOptions());
     }
 
     void file(uint16_t threshold, bool lsb_first, unsigned extra, const Bytes &prg)
     {
         const Bytes pulses = visiload_file_pulses(threshold, lsb_first, extra, prg);
-        tap_.insert(tap_.end(), pulses.begin(), pulses.end());
-        turbo::append_pause(tap_, turbo::TapeOptions());
+        tap.insert(tap.end(), pulses.begin(), pulses.end());
+        pause();
     }
-
-    Bytes bytes()
-    {
-        tap_fix_data_size(tap_);
-        return tap_;
-    }
-
-    TapeScan scan(const ScanOptions &options = ScanOptions())
-    {
-        const Bytes b = bytes();
-        TapeScan s = scan_tape(b.data(), b.size(), options);
-        expect_covering(s);
-        return s;
-    }
-
-private:
-    Bytes tap_;
 };
 
 } // namespace

@@ -73,13 +73,8 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     block.inner_end = tail.checksum_at;
     block.end = trailer_end(reader, tail.after, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
 
-    entry.type = CHR_TYPE;
     entry.block_type = block_byte;
-    set_addresses(entry, load, end);
-    set_checkbyte(entry, tail.checksum, xor_of(payload.data(), payload.size()));
-    set_payload_crc(entry);
-    entry.loaded.push_back({load, payload});
-    fill_entry(ctx, FORMAT, block, entry);
+    finish_program_entry(ctx, FORMAT, block, CHR_TYPE, load, end, tail.checksum, entry);
     return true;
 }
 

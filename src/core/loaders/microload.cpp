@@ -8,32 +8,22 @@
 // Wild Save shares the pilot, the sync and the bit order at a slower
 // threshold (480 cycles): the pilot's measured pulses tell the two apart.
 #include "core/loaders/all.h"
-#include "core/loaders/turbo.h"
-
-#include <array>
+#include "core/loaders/countdown.h"
 
 const char MICROLOAD_TYPE[] = "MICROLOAD";
 
 namespace {
 
 using namespace turbo;
+using namespace turbo::countdown;
 
 constexpr Format FORMAT{333, 0x1C, 0x38, BitOrder::LsbFirst};
-constexpr BytePilot PILOT{0xA0, 16};
-constexpr std::array<uint8_t, 10> SYNC = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
-constexpr std::size_t SYNC_MIN_MATCHES = 8;
 constexpr std::size_t ADDRESS_BYTES = 4;
-constexpr std::size_t TRAILER_LIMIT = 4096;
-constexpr std::size_t PILOT_WRITTEN = 256;
-constexpr std::size_t TRAILER_WRITTEN = 32;
-
-bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
     BlockHead head;
-    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SyncSpec{SYNC.data(), SYNC.size(), SYNC_MIN_MATCHES},
-                         ADDRESS_BYTES, head, retry))
+    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SYNC_SPEC, ADDRESS_BYTES, head, retry))
         return false;
     const BitReader reader(*ctx.pulses, head.pilot.threshold, FORMAT.order);
     const uint8_t *address = head.header.data();
@@ -50,16 +40,11 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     block.inner_end = tail.checksum_at;
     block.end = trailer_end(reader, tail.after, TRAILER_LIMIT, [&](std::size_t q) { return pilot_at(reader, q); });
 
-    entry.type = MICROLOAD_TYPE;
-    set_addresses(entry, load, uint16_t(load + size));
-    set_checkbyte(entry, tail.checksum, xor_of(payload.data(), payload.size()));
-    set_payload_crc(entry);
-    entry.loaded.push_back({load, payload});
-    fill_entry(ctx, FORMAT, block, entry);
+    finish_program_entry(ctx, FORMAT, block, MICROLOAD_TYPE, load, uint16_t(load + size), tail.checksum, entry);
     return true;
 }
 
-BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()}); }
+BootCodePlan boot_plan() { return countdown::boot_plan(FORMAT); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
@@ -70,8 +55,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
         const uint16_t complement = uint16_t(~data.size());
         Writer w(tap, FORMAT);
-        w.repeat_byte(PILOT.value, PILOT_WRITTEN);
-        w.bytes(SYNC.data(), SYNC.size());
+        countdown::write_start(w);
         w.bytes({prg.bytes[0], prg.bytes[1], uint8_t(complement), uint8_t(complement >> 8)});
         w.bytes(data);
         w.byte(xor_of(data.data(), data.size()));

@@ -59,12 +59,7 @@ bool recognise_in(const ScanContext &ctx, std::size_t index, BitOrder order, Tap
     block.end = trailer_end(reader, p, TRAILER_LIMIT,
                             [&](std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); });
 
-    entry.type = RACKIT_TYPE;
-    set_addresses(entry, load, end);
-    set_checkbyte(entry, checksum, xor_of(payload.data(), payload.size()));
-    set_payload_crc(entry);
-    entry.loaded.push_back({load, payload});
-    fill_entry(ctx, format, block, entry);
+    finish_program_entry(ctx, format, block, RACKIT_TYPE, load, end, checksum, entry);
     return true;
 }
 

@@ -443,6 +443,17 @@ bool byte_run_at(const BitReader &reader, std::size_t q, uint8_t value, std::siz
     return true;
 }
 
+void finish_program_entry(const ScanContext &ctx, const Format &format, const Block &block, const char *type,
+                          uint16_t load, uint16_t end, uint8_t checksum, TapeEntry &entry)
+{
+    entry.type = type;
+    set_addresses(entry, load, end);
+    set_checkbyte(entry, checksum, xor_of(entry.payload.data(), entry.payload.size()));
+    set_payload_crc(entry);
+    entry.loaded.push_back({load, entry.payload});
+    fill_entry(ctx, format, block, entry);
+}
+
 void set_payload_crc(TapeEntry &entry)
 {
     entry.has_crc = true;

@@ -244,6 +244,12 @@ std::size_t count_matching(const uint8_t *a, const uint8_t *b, std::size_t size)
 // `count` bytes of `value` in a row from q: a pilot of that byte begins.
 bool byte_run_at(const BitReader &reader, std::size_t q, uint8_t value, std::size_t count);
 
+// The usual end of a block holding one program (its payload already read):
+// type, addresses, the checksum on the tape against the XOR of the payload,
+// its CRC, the payload loaded at `load`, and the pulses (fill_entry).
+void finish_program_entry(const ScanContext &ctx, const Format &format, const Block &block, const char *type,
+                          uint16_t load, uint16_t end, uint8_t checksum, TapeEntry &entry);
+
 // Sets the CRC-32 of the entry's payload.
 void set_payload_crc(TapeEntry &entry);
 

@@ -10,33 +10,24 @@
 // Microload shares the pilot, the sync and the bit order at a faster
 // threshold (333 cycles): the pilot's measured pulses tell the two apart.
 #include "core/loaders/all.h"
-#include "core/loaders/turbo.h"
+#include "core/loaders/countdown.h"
 
 #include <algorithm>
-#include <array>
 
 const char WILDSAVE_TYPE[] = "WILD SAVE";
 
 namespace {
 
 using namespace turbo;
+using namespace turbo::countdown;
 
 constexpr Format FORMAT{480, 0x24, 0x56, BitOrder::LsbFirst};
-constexpr BytePilot PILOT{0xA0, 16};
-constexpr std::array<uint8_t, 10> SYNC = {10, 9, 8, 7, 6, 5, 4, 3, 2, 1};
-constexpr std::size_t SYNC_MIN_MATCHES = 8;
 constexpr std::size_t HEADER_BYTES = 5;  // end, size, check byte
-constexpr std::size_t TRAILER_LIMIT = 4096;
-constexpr std::size_t PILOT_WRITTEN = 256;
-constexpr std::size_t TRAILER_WRITTEN = 32;
-
-bool pilot_at(const BitReader &reader, std::size_t q) { return byte_run_at(reader, q, PILOT.value, 3); }
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
     BlockHead head;
-    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SyncSpec{SYNC.data(), SYNC.size(), SYNC_MIN_MATCHES},
-                         HEADER_BYTES, head, retry))
+    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SYNC_SPEC, HEADER_BYTES, head, retry))
         return false;
     const BitReader reader(*ctx.pulses, head.pilot.threshold, FORMAT.order);
     const uint8_t *h = head.header.data();
@@ -74,7 +65,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     return true;
 }
 
-BootCodePlan boot_plan() { return one_shot_boot_plan(FORMAT, {PILOT.value, SYNC.front()}); }
+BootCodePlan boot_plan() { return countdown::boot_plan(FORMAT); }
 
 std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions &options, std::string &error)
 {
@@ -87,8 +78,7 @@ std::vector<uint8_t> encode(const std::vector<PrgInput> &prgs, const TapeOptions
         const uint32_t end = load + uint32_t(size);
         const std::vector<uint8_t> data(prg.bytes.begin() + 2, prg.bytes.end());
         Writer w(tap, FORMAT);
-        w.repeat_byte(PILOT.value, PILOT_WRITTEN);
-        w.bytes(SYNC.data(), SYNC.size());
+        countdown::write_start(w);
         w.bytes({uint8_t(end), uint8_t(end >> 8), uint8_t(size), uint8_t(size >> 8),
                  xor_of(data.data(), data.size())});
         for (std::size_t k = size; k-- > 0;)
