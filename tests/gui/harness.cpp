@@ -1,6 +1,7 @@
 #include "harness.h"
 
 #include "gui/appstate.h"
+#include "gui/console.h"
 #include "gui/startup.h"
 #include "gui/support.h"
 
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <sstream>
 
 namespace {
@@ -16,24 +18,63 @@ namespace {
 struct PendingAnswer {
     std::string title;
     std::function<void(GtkWidget *)> act;
-    bool done = false;
+    bool started = false;
+    bool finished = false;
 };
-std::vector<PendingAnswer> pending_answers;
+// Shared pointers: an answer may register further answers while it runs.
+std::vector<std::shared_ptr<PendingAnswer>> pending_answers;
 guint answer_source = 0;
 
+struct AnswerCall {
+    std::shared_ptr<PendingAnswer> answer;
+    GtkWidget *window;
+};
+
+gboolean run_answer(gpointer data)
+{
+    std::unique_ptr<AnswerCall> call(static_cast<AnswerCall *>(data));
+    if (GTK_WIDGET_VISIBLE(call->window)) {
+        call->answer->act(call->window);
+        call->answer->finished = true;
+    } else {
+        call->answer->started = false; // gone before its turn: wait for the next one
+    }
+    g_object_unref(call->window);
+    return FALSE;
+}
+
+// Looks for the windows the test waits to answer. The answer itself runs in
+// an idle of its own: this tick stays free to answer a dialog that the
+// answer raises in a nested main loop (an overwrite question after Save).
 gboolean answer_tick(gpointer)
 {
-    for (PendingAnswer &answer : pending_answers) {
-        if (answer.done)
+    for (const std::shared_ptr<PendingAnswer> &answer : pending_answers) {
+        if (answer->started)
             continue;
-        std::vector<GtkWidget *> found = windows_titled(answer.title);
+        std::vector<GtkWidget *> found = windows_titled(answer->title);
         if (found.empty())
             continue;
-        answer.done = true;
-        answer.act(found.front());
+        answer->started = true;
+        g_idle_add(run_answer, new AnswerCall{answer, GTK_WIDGET(g_object_ref(found.front()))});
         return TRUE; // one dialog per tick: let it go away first
     }
     return TRUE;
+}
+
+std::string current_folder_of(GtkWidget *dialog)
+{
+    gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
+    std::string shown = folder ? folder : "";
+    g_free(folder);
+    return shown;
+}
+
+std::string filename_of(GtkWidget *dialog)
+{
+    gchar *file = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(dialog));
+    std::string shown = file ? file : "";
+    g_free(file);
+    return shown;
 }
 
 void remove_tree(const std::string &path)
@@ -104,8 +145,8 @@ void GuiTest::start_front_end()
     // Keep the pointer off the window: no hover highlight or tooltip in pictures.
     gdk_display_warp_pointer(gdk_display_get_default(), gdk_screen_get_default(), 0, 0);
     gtk_widget_show(mainwindow);
-    pump_until([] { return GTK_WIDGET_MAPPED(mainwindow) != 0; });
-    pump_for(50);
+    wait_for("the main window to be mapped", [] { return GTK_WIDGET_MAPPED(mainwindow) != 0; });
+    settle();
 }
 
 void GuiTest::TearDown()
@@ -129,24 +170,80 @@ GtkWidget *W(const char *name)
     return lookup_widget(mainwindow, name);
 }
 
-bool pump_until(const std::function<bool()> &done, int timeout_ms)
+bool wait_for(const std::string &what, const std::function<bool()> &done, int deadline_ms)
 {
-    const gint64 deadline = g_get_monotonic_time() + gint64(timeout_ms) * 1000;
+    const gint64 start = g_get_monotonic_time();
+    const gint64 deadline = start + gint64(deadline_ms) * 1000;
     while (!done()) {
-        if (g_get_monotonic_time() > deadline)
+        if (g_get_monotonic_time() > deadline) {
+            ADD_FAILURE() << "waited " << (g_get_monotonic_time() - start) / 1000 << " ms for " << what
+                          << ", in vain";
             return false;
-        if (gtk_events_pending())
+        }
+        // Block in the main loop until something happens: an event, an idle,
+        // a timer, or a worker waking the loop up. The 10 ms timeout only
+        // bounds how long a condition that changes without waking the loop
+        // (a worker's flag) goes unnoticed.
+        if (!gtk_events_pending()) {
+            const guint wake = g_timeout_add(10, [](gpointer) -> gboolean { return FALSE; }, nullptr);
+            gtk_main_iteration_do(TRUE);
+            if (GSource *source = g_main_context_find_source_by_id(nullptr, wake))
+                g_source_destroy(source);
+        } else {
             gtk_main_iteration_do(FALSE);
-        else
-            g_usleep(2000);
+        }
     }
     return true;
 }
 
-void pump_for(int ms)
+bool wait_for_job_end()
 {
-    const gint64 deadline = g_get_monotonic_time() + gint64(ms) * 1000;
-    pump_until([&] { return g_get_monotonic_time() > deadline; }, ms + 1000);
+    return wait_for("the console job to end and its results to be read in",
+                    [] { return thread_busy == 0 && console_command == nullptr; });
+}
+
+bool wait_for_prg_decoding()
+{
+    return wait_for("the Prg Files page to decode the selected file", [] { return prg_decoding_busy == 0; });
+}
+
+bool wait_for_window_width(int width)
+{
+    return wait_for("the main window to be " + std::to_string(width) + " pixels wide",
+                    [width] { return mainwindow->allocation.width == width; });
+}
+
+void settle()
+{
+    // A timer that comes due while we work makes one more pass; the bound
+    // keeps a timer that always comes due from holding the test forever.
+    for (int pass = 0; pass < 100; ++pass) {
+        gdk_window_process_all_updates();
+        gdk_display_sync(gdk_display_get_default());
+        if (!gtk_events_pending())
+            return;
+        while (gtk_events_pending())
+            gtk_main_iteration_do(FALSE);
+    }
+}
+
+bool run_main_loop_until_quit(const std::string &what)
+{
+    struct Guard {
+        std::string what;
+        bool fired = false;
+    } guard{what};
+    const guint source = g_timeout_add(WAIT_DEADLINE_MS, [](gpointer data) -> gboolean {
+        auto *g = static_cast<Guard *>(data);
+        g->fired = true;
+        ADD_FAILURE() << "waited " << WAIT_DEADLINE_MS << " ms for " << g->what << " to quit the main loop, in vain";
+        gtk_main_quit();
+        return FALSE;
+    }, &guard);
+    gtk_main();
+    if (!guard.fired)
+        g_source_remove(source);
+    return !guard.fired;
 }
 
 std::string text_view_text(const char *name)
@@ -195,7 +292,7 @@ std::string take_friendly_dialog(const std::string &title)
     GtkWidget *label = find_named(dialogs.back(), "label_friendly_dialog");
     const std::string text = label ? gtk_label_get_text(GTK_LABEL(label)) : "<no label>";
     gtk_dialog_response(GTK_DIALOG(dialogs.back()), GTK_RESPONSE_NONE);
-    pump_for(20);
+    settle();
     return text;
 }
 
@@ -225,15 +322,23 @@ std::vector<GtkWidget *> windows_titled(const std::string &title)
 
 void answer_dialog(const std::string &title, std::function<void(GtkWidget *)> act)
 {
-    pending_answers.push_back({title, std::move(act), false});
+    auto answer = std::make_shared<PendingAnswer>();
+    answer->title = title;
+    answer->act = std::move(act);
+    pending_answers.push_back(std::move(answer));
 }
 
 bool all_dialogs_answered()
 {
-    for (const PendingAnswer &answer : pending_answers)
-        if (!answer.done)
+    for (const std::shared_ptr<PendingAnswer> &answer : pending_answers)
+        if (!answer->finished)
             return false;
     return true;
+}
+
+bool wait_for_dialogs_answered()
+{
+    return wait_for("every expected dialog to appear and be answered", all_dialogs_answered);
 }
 
 GtkWidget *find_named(GtkWidget *root, const char *name)
@@ -290,10 +395,10 @@ std::string save_screenshot(GtkWidget *widget, const std::string &name)
     std::string path = dir + "/" + name + ".png";
     GdkWindow *window = widget->window;
     // Paint everything now, so the picture shows the current page whole.
+    settle();
     gdk_window_invalidate_rect(window, nullptr, TRUE);
     gdk_window_process_updates(window, TRUE);
-    gdk_flush();
-    pump_for(100);
+    settle();
     int width = 0, height = 0;
     gdk_drawable_get_size(window, &width, &height);
     GdkPixbuf *picture = gdk_pixbuf_get_from_drawable(nullptr, window, nullptr, 0, 0, 0, 0,
@@ -311,38 +416,93 @@ std::string chooser_current_name(GtkWidget *dialog)
     return entry ? gtk_entry_get_text(GTK_ENTRY(entry)) : "";
 }
 
-void choose_file_and_accept(GtkWidget *dialog, const std::string &path)
+std::string chooser_folder(GtkWidget *dialog)
+{
+    return current_folder_of(dialog);
+}
+
+namespace {
+
+struct ChooserWait {
+    GtkWidget *dialog;
+    std::string path;
+    std::function<void(GtkWidget *)> then;
+    gint64 deadline;
+};
+
+std::string folder_part(const std::string &path)
 {
     gchar *folder = g_path_get_dirname(path.c_str());
-    gchar *name = g_path_get_basename(path.c_str());
-    gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder);
-    gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), name);
-    g_free(name);
-    // The chooser changes folders asynchronously: answer once it is there.
-    struct Pending {
-        GtkWidget *dialog;
-        gchar *folder;
-        int ticks;
-    };
-    g_object_ref(dialog);
-    g_timeout_add(50, [](gpointer data) -> gboolean {
-        auto *pending = static_cast<Pending *>(data);
-        gchar *current = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(pending->dialog));
-        const bool arrived = current && g_strcmp0(current, pending->folder) == 0;
-        g_free(current);
-        if (!arrived && ++pending->ticks < 300)
-            return TRUE;
-        pending->ticks = 0;
-        // One more moment for the chooser to finish loading the folder.
-        g_timeout_add(150, [](gpointer inner) -> gboolean {
-            auto *done = static_cast<Pending *>(inner);
-            if (GTK_WIDGET_VISIBLE(done->dialog))
-                gtk_dialog_response(GTK_DIALOG(done->dialog), GTK_RESPONSE_OK);
-            g_object_unref(done->dialog);
-            g_free(done->folder);
-            delete done;
-            return FALSE;
-        }, pending);
-        return FALSE;
-    }, new Pending{dialog, folder, 0});
+    std::string result = folder;
+    g_free(folder);
+    return result;
+}
+
+// Whether the chooser shows what the test put in, by its kind.
+bool chooser_shows(GtkWidget *dialog, const std::string &path)
+{
+    switch (gtk_file_chooser_get_action(GTK_FILE_CHOOSER(dialog))) {
+    case GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER:
+        return current_folder_of(dialog) == path;
+    case GTK_FILE_CHOOSER_ACTION_SAVE:
+    case GTK_FILE_CHOOSER_ACTION_CREATE_FOLDER:
+        return current_folder_of(dialog) == folder_part(path) && filename_of(dialog) == path;
+    default:
+        return filename_of(dialog) == path;
+    }
+}
+
+gboolean check_chooser(gpointer data)
+{
+    auto *wait = static_cast<ChooserWait *>(data);
+    const bool shows = chooser_shows(wait->dialog, wait->path);
+    if (!shows && g_get_monotonic_time() <= wait->deadline && GTK_WIDGET_VISIBLE(wait->dialog))
+        return TRUE;
+    if (shows && GTK_WIDGET_VISIBLE(wait->dialog)) {
+        wait->then(wait->dialog);
+    } else if (GTK_WIDGET_VISIBLE(wait->dialog)) {
+        ADD_FAILURE() << "the file chooser \"" << gtk_window_get_title(GTK_WINDOW(wait->dialog))
+                      << "\" never showed " << wait->path << " (it shows the folder "
+                      << current_folder_of(wait->dialog) << " and the file " << filename_of(wait->dialog) << ")";
+        gtk_dialog_response(GTK_DIALOG(wait->dialog), GTK_RESPONSE_CANCEL);
+    }
+    g_object_unref(wait->dialog);
+    delete wait;
+    return FALSE;
+}
+
+} // namespace
+
+void when_chooser_shows(GtkWidget *dialog, const std::string &path, std::function<void(GtkWidget *)> then)
+{
+    GtkFileChooser *chooser = GTK_FILE_CHOOSER(dialog);
+    switch (gtk_file_chooser_get_action(chooser)) {
+    case GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER:
+        gtk_file_chooser_set_current_folder(chooser, path.c_str());
+        break;
+    case GTK_FILE_CHOOSER_ACTION_SAVE:
+    case GTK_FILE_CHOOSER_ACTION_CREATE_FOLDER: {
+        gtk_file_chooser_set_current_folder(chooser, folder_part(path).c_str());
+        gchar *name = g_path_get_basename(path.c_str());
+        gtk_file_chooser_set_current_name(chooser, name);
+        g_free(name);
+        break;
+    }
+    default:
+        gtk_file_chooser_select_filename(chooser, path.c_str());
+        break;
+    }
+    auto *wait = new ChooserWait{GTK_WIDGET(g_object_ref(dialog)), path, std::move(then),
+                                 g_get_monotonic_time() + gint64(WAIT_DEADLINE_MS) * 1000};
+    g_timeout_add(20, check_chooser, wait);
+}
+
+void choose_file_and_accept(GtkWidget *dialog, const std::string &path)
+{
+    when_chooser_shows(dialog, path, [](GtkWidget *d) { gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK); });
+}
+
+void choose_folder_and_accept(GtkWidget *dialog, const std::string &folder)
+{
+    choose_file_and_accept(dialog, folder);
 }

@@ -36,7 +36,7 @@ int about_picture_width(gint64 moment)
     GdkPixbuf *picture = image ? gtk_image_get_pixbuf(GTK_IMAGE(image)) : nullptr;
     const int width = picture ? gdk_pixbuf_get_width(picture) : -1;
     gtk_dialog_response(GTK_DIALOG(dialogs[0]), GTK_RESPONSE_NONE);
-    pump_for(20);
+    settle();
     return width;
 }
 
@@ -102,7 +102,7 @@ TEST_F(About, DialogTextsAndButton)
     EXPECT_NE(find_of_type(dialog, GTK_TYPE_LINK_BUTTON), nullptr);
     // Shown without blocking: we are here, and any response destroys it.
     gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NONE);
-    pump_for(20);
+    settle();
     EXPECT_TRUE(windows_titled("About Quillmar Front End").empty());
 }
 
@@ -130,7 +130,7 @@ TEST_F(Quitting, QuitMenuItemEndsTheMainLoopAtOnce)
         gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_file_quit")));
         return FALSE;
     }, nullptr);
-    gtk_main(); // returns only when the item quit the loop
+    EXPECT_TRUE(run_main_loop_until_quit("File > Quit"));
     SUCCEED();
 }
 
@@ -146,7 +146,7 @@ TEST_F(Quitting, ClosingTheWindowQuitsWithoutPromptEvenWhileAJobRuns)
         gdk_event_free(event);
         return FALSE;
     }, nullptr);
-    gtk_main();
+    EXPECT_TRUE(run_main_loop_until_quit("closing the window"));
     EXPECT_TRUE(windows_titled("Quillmar Front End").size() <= 1u);
     EXPECT_TRUE(all_dialogs_answered());
     thread_busy = 0;

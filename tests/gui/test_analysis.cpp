@@ -37,8 +37,13 @@ protected:
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 4);
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_tools")), 3);
         GtkWidget *area = W("drawingarea_tape_analysis");
-        ASSERT_TRUE(pump_until([&] { return GTK_WIDGET_MAPPED(area) && tape_analysis_pixmap() != nullptr; }));
-        pump_for(100);
+        // The window was asked for 800 x 600 pixels in SetUp: the picture is
+        // drawn for the area's size once the window has taken it.
+        ASSERT_TRUE(wait_for("the analysis page on show in the 800 x 600 window", [&] {
+            return GTK_WIDGET_MAPPED(area) && tape_analysis_pixmap() != nullptr &&
+                   mainwindow->allocation.width == 800 && mainwindow->allocation.height == 600;
+        }));
+        settle();
     }
     int height() { return W("drawingarea_tape_analysis")->allocation.height; }
     // The colour of the analysis picture at (x, y), as 0xRRGGBB.
@@ -81,7 +86,7 @@ TEST_F(Analysis, ParseDrawsTheShortPulsesAndSetsTheScrollRange)
     EXPECT_EQ(pixel(2 * 0x30 + 1, 0), expected);
     EXPECT_EQ(pixel(2 * 0x42, 0), 0x000000u) << "no medium pulses in the leader";
     gtk_adjustment_set_value(adjustment(), double(map.num_lines) / 3);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "page_tools_tape_analysis_parsed").empty());
 }
 
@@ -90,10 +95,10 @@ TEST_F(Analysis, SmallScrollsMoveTheImageLargeOnesRedrawAndTheWheelMovesASixthOf
     show_page();
     tape_analysis_parse(tape.c_str());
     gtk_adjustment_set_value(adjustment(), 10);
-    pump_for(50);
+    settle();
     EXPECT_EQ(tape_analysis_first_line(), 10);
     gtk_adjustment_set_value(adjustment(), 10 + height() * 2);
-    pump_for(100);
+    settle();
     EXPECT_EQ(tape_analysis_first_line(), 10 + height() * 2);
     const double before = gtk_adjustment_get_value(adjustment());
     GdkEvent *event = gdk_event_new(GDK_SCROLL);
@@ -115,7 +120,7 @@ TEST_F(Analysis, LayoutSwitchShowsTheOtherScrollBar)
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("radiobutton_layout_horizontal")), TRUE);
     EXPECT_FALSE(GTK_WIDGET_VISIBLE(W("vscrollbar_tape_analysis")));
     EXPECT_TRUE(GTK_WIDGET_VISIBLE(W("hscrollbar_tape_analysis")));
-    pump_for(100);
+    settle();
     EXPECT_DOUBLE_EQ(adjustment()->page_size, double(W("drawingarea_tape_analysis")->allocation.width));
 }
 
@@ -130,7 +135,7 @@ TEST_F(Analysis, MovingToAnOffsetOfTheAnalysedTapeScrollsThereAndShowsThePage)
     ASSERT_TRUE(pulse_map_build(bytes.data(), bytes.size(), map, error));
     const uint64_t offset = bytes.size() / 2;
     tape_analysis_move_to_tape_offset(offset);
-    pump_for(100);
+    settle();
     EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_main"))), 4);
     EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_tools"))), 3);
     EXPECT_EQ(uint64_t(gtk_adjustment_get_value(adjustment())), pulse_map_line_of_offset(map, bytes.data(), bytes.size(), offset));
@@ -148,7 +153,7 @@ TEST_F(Analysis, UnparsedTapeIsParsedOnYesAfterTheFirstConfigure)
         gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_YES);
     });
     tape_analysis_move_to_tape_offset(20);
-    ASSERT_TRUE(pump_until([] { return tape_analysis_line_count() > 0; }, 5000));
+    ASSERT_TRUE(wait_for("the tape to be parsed once the page has its size", [] { return tape_analysis_line_count() > 0; }));
     EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_tools"))), 3);
 }
 
@@ -169,7 +174,7 @@ TEST_F(Analysis, SnapshotIsOfferedWithTheScrollPositionInItsName)
     show_page();
     tape_analysis_parse(tape.c_str());
     gtk_adjustment_set_value(adjustment(), 7);
-    pump_for(50);
+    settle();
     const std::string target = tmp + "/snap.png";
     answer_dialog("Save to a PNG file", [&](GtkWidget *dialog) {
         EXPECT_EQ(chooser_current_name(dialog), "analysis tape's.tap_analysis_y=7.png");

@@ -49,19 +49,13 @@ protected:
                          GtkResponseType response)
     {
         answer_dialog("Select a tape image", [=](GtkWidget *dialog) {
-            gtk_file_chooser_select_filename(GTK_FILE_CHOOSER(dialog), path.c_str());
-            g_object_ref(dialog);
-            // Selection and preview arrive asynchronously.
-            g_timeout_add(400, [](gpointer data) -> gboolean {
-                auto *pack = static_cast<std::pair<GtkWidget *, std::pair<std::function<void(GtkWidget *)>, GtkResponseType>> *>(data);
-                if (pack->second.first)
-                    pack->second.first(pack->first);
-                gtk_dialog_response(GTK_DIALOG(pack->first), pack->second.second);
-                g_object_unref(pack->first);
-                delete pack;
-                return FALSE;
-            }, new std::pair<GtkWidget *, std::pair<std::function<void(GtkWidget *)>, GtkResponseType>>(
-                   dialog, {check, response}));
+            // Selection and preview arrive asynchronously: answer once the
+            // chooser has selected the file.
+            when_chooser_shows(dialog, path, [=](GtkWidget *shown) {
+                if (check)
+                    check(shown);
+                gtk_dialog_response(GTK_DIALOG(shown), response);
+            });
         });
         gtk_button_clicked(GTK_BUTTON(gtk_bin_get_child(GTK_BIN(W("toolbutton_open_file")))));
         EXPECT_TRUE(all_dialogs_answered());
@@ -94,14 +88,9 @@ TEST_F(Attach, DialogTitleFiltersAndStartingFolder)
                                   "  ZORV image files (*.DMP) ", "  All files (*.*) "}));
         EXPECT_STREQ(gtk_file_filter_get_name(gtk_file_chooser_get_filter(GTK_FILE_CHOOSER(dialog))),
                      "  All supported types (*.TAP, *.DMP) ");
-        std::string shown;
-        pump_until([&] {
-            gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
-            shown = folder ? folder : "";
-            g_free(folder);
-            return shown == tapes;
-        }, 3000);
-        EXPECT_EQ(shown, tapes);
+        EXPECT_TRUE(wait_for("the open dialog to show the TAPHOME folder",
+                             [&] { return chooser_folder(dialog) == tapes; }))
+            << chooser_folder(dialog);
         EXPECT_EQ(all_label_texts(find_named(dialog, "hbox_open_file_preview")),
                   "File Type:\n---\nComputer Platform:\n---\nVideo Standard:\n---");
         gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
@@ -269,12 +258,8 @@ TEST_F(Attach, WithoutALastFolderTheDialogStartsAtHome)
     replace_owned_string(utf8_path_lastopenfolder, nullptr);
     std::string shown;
     answer_dialog("Select a tape image", [&](GtkWidget *dialog) {
-        pump_until([&] {
-            gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
-            shown = folder ? folder : "";
-            g_free(folder);
-            return shown == g_get_home_dir();
-        }, 3000);
+        wait_for("the open dialog to show the home folder",
+                 [&] { return (shown = chooser_folder(dialog)) == g_get_home_dir(); });
         gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
     });
     on_openfile_activate();

@@ -211,7 +211,7 @@ TEST_F(Dialogs, FriendlyDialogReturnsAtOnceAndClosesOnResponse)
     EXPECT_EQ(xpad, 10);
     EXPECT_EQ(ypad, 10);
     gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NONE);
-    pump_for(20);
+    settle();
     EXPECT_TRUE(windows_titled("Tape Editor").empty());
 }
 
@@ -241,7 +241,8 @@ protected:
         GtkWidget *box = gtk_bin_get_child(GTK_BIN(mainwindow));
         gtk_box_pack_start(GTK_BOX(box), fixed, FALSE, FALSE, 0);
         gtk_widget_show_all(fixed);
-        pump_until([&] { return GTK_WIDGET_REALIZED(area) && area->allocation.height == height; });
+        wait_for("the drawing area to get its size",
+                 [&] { return GTK_WIDGET_REALIZED(area) && area->allocation.height == height; });
     }
     void answer_save(const std::string &path, const std::string &expected_name)
     {

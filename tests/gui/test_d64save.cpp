@@ -39,7 +39,7 @@ TEST_F(D64Save, TheProgramsGoOnADiskImageBesideTheTape)
         choose_file_and_accept(dialog, image);
     });
     gtk_button_clicked(GTK_BUTTON(W("button_prgfiles_save_d64")));
-    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }));
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_EQ(suggested, "side b.d64");
     EXPECT_EQ(take_friendly_dialog("D64 image"), "Operation finished. Check file:\n" + image);
     const std::string disk = read_file(image);
@@ -53,7 +53,7 @@ TEST_F(D64Save, TheProgramsGoOnADiskImageBesideTheTape)
     EXPECT_NE(disk.find(std::string(300, 'A').substr(0, 252)), std::string::npos);
     EXPECT_NE(log_text().find("2 PRG files (3 blocks) written to the disk image"), std::string::npos) << log_text();
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 3);
-    pump_for(150);
+    settle();
     save_screenshot(mainwindow, "prgfiles_save_d64");
 }
 

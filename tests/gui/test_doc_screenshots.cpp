@@ -26,8 +26,8 @@ protected:
         g_chmod((console + "/quillmar").c_str(), 0755);
         replace_owned_string(utf8_path_consolelocation, console.c_str());
         gtk_window_resize(GTK_WINDOW(mainwindow), 960, 680);
-        ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 960; }));
-        pump_for(500);
+        ASSERT_TRUE(wait_for_window_width(960));
+        settle();
     }
     // Attaches a copy of the sample tape as the command line would, and tests it.
     void test_sample(const char *sample)
@@ -37,21 +37,21 @@ protected:
         ASSERT_TRUE(attach_tape_from_command_line(tape.c_str()));
         ASSERT_TRUE(GTK_WIDGET_SENSITIVE(W("toolbutton_test")));
         g_signal_emit_by_name(W("toolbutton_test"), "clicked");
-        ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
-        pump_for(300);
+        ASSERT_TRUE(wait_for_job_end());
+        settle();
     }
     void shoot(const char *name) { EXPECT_FALSE(save_screenshot(mainwindow, name).empty()) << name; }
     void show_page(const char *notebook, int page)
     {
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W(notebook)), page);
-        pump_for(200);
+        settle();
     }
     void select_row(const char *tree, int row)
     {
         GtkTreePath *path = gtk_tree_path_new_from_indices(row, -1);
         gtk_tree_view_set_cursor(GTK_TREE_VIEW(W(tree)), path, nullptr, FALSE);
         gtk_tree_path_free(path);
-        pump_for(200);
+        settle();
     }
     int tools_page_holding(const char *widget)
     {
@@ -81,8 +81,8 @@ TEST_F(DocScreenshots, ATestedTapeItsReportFilesAndPulses)
     show_page("notebook_main", 3);
     show_page("notebook_prg_views", 1);
     select_row("treeview_prgfiles", 1);
-    ASSERT_TRUE(pump_until([] { return !text_view_text("textview_prgfiles_dasm").empty(); }, 10000));
-    ASSERT_TRUE(pump_until([] { return prg_decoding_busy == 0; }));
+    ASSERT_TRUE(wait_for("the disassembly to be shown", [] { return !text_view_text("textview_prgfiles_dasm").empty(); }));
+    ASSERT_TRUE(wait_for_prg_decoding());
     shoot("prg-files");
 
     const int analysis = tools_page_holding("drawingarea_tape_analysis");
@@ -90,19 +90,19 @@ TEST_F(DocScreenshots, ATestedTapeItsReportFilesAndPulses)
     show_page("notebook_main", 4);
     show_page("notebook_tools", analysis);
     gtk_button_clicked(GTK_BUTTON(W("button_tape_analysis_parse")));
-    pump_for(500);
+    settle();
     // Past the first leader, where the files' pulses make their pattern.
     GtkAdjustment *lines = gtk_range_get_adjustment(GTK_RANGE(W("vscrollbar_tape_analysis")));
     ASSERT_GT(lines->upper, 100.0);
     gtk_adjustment_set_value(lines, lines->upper * 0.09);
-    pump_for(500);
+    settle();
     shoot("tape-analysis");
 
     // Every loader's pulse lengths against their ideals, and the files' speeds.
     show_page("notebook_tools", tools_page_holding("drawingarea_pulse_histogram"));
     gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_log")), TRUE);
-    pump_for(500);
+    settle();
     EXPECT_GT(gtk_tree_model_iter_n_children(gtk_tree_view_get_model(GTK_TREE_VIEW(W("treeview_pulse_speeds"))),
                                              nullptr),
               3);

@@ -119,7 +119,7 @@ TEST_F(Editor, WithoutAReportTheButtonsDoNothing)
     report_read_report_file_interactive(0);
     gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as")));
     gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_exclude_unrecognized")));
-    pump_for(50);
+    settle();
     EXPECT_TRUE(windows_titled("Tape Editor").empty());
 }
 
@@ -174,12 +174,12 @@ TEST_F(Editor, ACutOfMoreThanHalfTheTapeAsksFirst)
         gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NO);
     });
     gtk_button_clicked(GTK_BUTTON(W("button_tape_editor_save_tape_as")));
-    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }));
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(question.find("The files you excluded hold 70 % of the tape's data: the edited tape keeps only about "
                             "30 % of it."),
               std::string::npos)
         << question;
-    pump_for(50);
+    settle();
     EXPECT_TRUE(windows_titled("Tape Editor").empty()) << "No: nothing is saved, nothing more is said";
     EXPECT_FALSE(g_file_test((folder + "/edited_game's.tap").c_str(), G_FILE_TEST_EXISTS));
 

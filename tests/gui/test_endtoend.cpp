@@ -54,13 +54,13 @@ protected:
         data.data = reinterpret_cast<guchar *>(list.data());
         data.length = gint(list.size());
         ASSERT_TRUE(main_window_accept_drop(&data)); // a drop starts the Test
-        ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
+        ASSERT_TRUE(wait_for_job_end());
     }
     // Runs a console job started by `start` to its end.
     void run_job(const std::function<void()> &start)
     {
         start();
-        ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
+        ASSERT_TRUE(wait_for_job_end());
     }
     void click(const char *name) { gtk_button_clicked(GTK_BUTTON(W(name))); }
     // Every C64 ROM copy of the last report passed its checkbyte test with no read error.
@@ -282,16 +282,16 @@ TEST_F(EndToEnd, TurboSampleFillsTheReportAndTheThresholdLeavesAScannerOut)
     // Pictures for a person to look at: the report of the turbo sample and
     // the Scanners page with the program's list.
     gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
-    pump_until([] { return mainwindow->allocation.width == 900; });
+    wait_for_window_width(900);
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "turbo_sample_report").empty());
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 0);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "turbo_sample_report_plain").empty());
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 1);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "turbo_scanners_page").empty());
     const long c64_loaders = std::count_if(turbo_loaders().begin(), turbo_loaders().end(),
                                            [](const TurboLoader &l) { return l.scanner->platforms & SCAN_FOR_C64; });
@@ -333,7 +333,7 @@ TEST_F(EndToEnd, SplitCutsBeforeEveryTurboTapeHeader)
 TEST_F(EndToEnd, ToolPagesWithADamagedSample)
 {
     gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
-    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
+    ASSERT_TRUE(wait_for_window_width(900));
     attach_and_test("damaged-first-copy.tap");
     click("button_cbm_file_repair_analyze");
     click("button_tape_split_analyze");
@@ -344,7 +344,7 @@ TEST_F(EndToEnd, ToolPagesWithADamagedSample)
     const char *const pages[] = {"vbox_tape_editor", "vbox_tape_split", "vbox_cbm_file_repair"};
     for (const char *page : pages) {
         gtk_notebook_set_current_page(tools, gtk_notebook_page_num(tools, W(page)));
-        pump_for(200);
+        settle();
         EXPECT_FALSE(save_screenshot(mainwindow, std::string("tool_") + page).empty());
     }
     EXPECT_EQ(std::string(gtk_label_get_text(GTK_LABEL(W("label_cbm_file_repair_faulty_total")))), "1");

@@ -36,23 +36,23 @@ protected:
     }
 
     // Opens the menu's dialog, selects `path`, lets `before` set options,
-    // and accepts once the chooser has taken the selection.
+    // and accepts once the chooser has selected the capture.
     void import_from_menu(const std::string &path, std::function<void(GtkWidget *)> before = {})
     {
         answer_dialog("Import an audio capture", [=](GtkWidget *dialog) {
-            gtk_file_chooser_select_filename(GTK_FILE_CHOOSER(dialog), path.c_str());
             if (before)
                 before(dialog);
-            g_object_ref(dialog);
-            g_timeout_add(400, [](gpointer data) -> gboolean {
-                auto *d = static_cast<GtkWidget *>(data);
-                save_screenshot(d, "import_audio_dialog");
-                gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
-                g_object_unref(d);
-                return FALSE;
-            }, dialog);
+            when_chooser_shows(dialog, path, [](GtkWidget *shown) {
+                save_screenshot(shown, "import_audio_dialog");
+                gtk_dialog_response(GTK_DIALOG(shown), GTK_RESPONSE_OK);
+            });
         });
         gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_file_import_audio")));
+    }
+    bool wait_for_the_tape_attached()
+    {
+        return wait_for("the imported tape to be attached",
+                        [&] { return utf8_path_lastopenTAP && tap == utf8_path_lastopenTAP; });
     }
 };
 
@@ -66,8 +66,7 @@ TEST_F(ImportAudio, TheCaptureBecomesATapeBesideItThatIsAttached)
         EXPECT_NE(find_named(dialog, "combobox_import_polarity"), nullptr);
         EXPECT_NE(find_named(dialog, "spinbutton_import_channel"), nullptr);
     });
-    ASSERT_TRUE(pump_until([&] { return utf8_path_lastopenTAP && tap == utf8_path_lastopenTAP; }, 20000))
-        << statusbar_text();
+    ASSERT_TRUE(wait_for_the_tape_attached()) << statusbar_text();
     EXPECT_TRUE(all_dialogs_answered());
     EXPECT_FALSE(import_audio_capture_running());
     EXPECT_TRUE(gtk_widget_is_sensitive(W("menuitem_file_import_audio")));
@@ -88,9 +87,10 @@ TEST_F(ImportAudio, AnExistingTapeIsKeptWhenTheUserSaysNo)
         asked = all_label_texts(dialog).find("side a.tap already exists") != std::string::npos;
         gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_NO);
     });
+    // The question comes before any work starts: once the menu item has
+    // returned, No has been answered and nothing is running.
     import_from_menu(capture);
-    pump_until([] { return all_dialogs_answered(); });
-    pump_for(300);
+    EXPECT_TRUE(all_dialogs_answered());
     EXPECT_TRUE(asked);
     EXPECT_FALSE(import_audio_capture_running());
     EXPECT_EQ(read_file(tap), "an earlier import");
@@ -102,7 +102,7 @@ TEST_F(ImportAudio, AnExistingTapeIsReplacedWhenTheUserSaysYes)
     write_file(tap, "an earlier import");
     answer_dialog("Replace tape?", [](GtkWidget *dialog) { gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_YES); });
     import_from_menu(capture);
-    ASSERT_TRUE(pump_until([&] { return utf8_path_lastopenTAP && tap == utf8_path_lastopenTAP; }, 20000));
+    ASSERT_TRUE(wait_for_the_tape_attached());
     EXPECT_EQ(read_file(tap).substr(0, 12), "C64-TAPE-RAW");
 }
 
@@ -116,7 +116,7 @@ TEST_F(ImportAudio, ACaptureThatIsNoSoundSaysWhyAndLeavesNoTape)
         gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
     });
     import_from_menu(notes);
-    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }, 20000));
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(said.find("is not a sound file that can be read"), std::string::npos) << said;
     EXPECT_FALSE(g_file_test((folder + "/notes.tap").c_str(), G_FILE_TEST_EXISTS));
     EXPECT_TRUE(utf8_path_lastopenTAP == nullptr || std::string(utf8_path_lastopenTAP).find("notes") == std::string::npos);

@@ -44,22 +44,11 @@ protected:
     {
         gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_redirect_console_output")), on);
     }
-    bool wait_for_job_end()
-    {
-        return pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000);
-    }
-    // Answers the batch folder dialog with `folder` once the chooser has settled.
+    // Answers the batch folder dialog with `folder` once the chooser shows it.
     void answer_batch_dialog(const std::string &folder)
     {
-        answer_dialog("Select a folder for batch scan", [folder](GtkWidget *dialog) {
-            gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(dialog), folder.c_str());
-            g_object_ref(dialog);
-            g_timeout_add(400, [](gpointer d) -> gboolean {
-                gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_OK);
-                g_object_unref(d);
-                return FALSE;
-            }, dialog);
-        });
+        answer_dialog("Select a folder for batch scan",
+                      [folder](GtkWidget *dialog) { choose_folder_and_accept(dialog, folder); });
     }
     std::string executable() const { return "'" + console.folder + "/quillmar' "; }
     // Answers the next error dialog and hands back its text (empty until then).
@@ -75,7 +64,6 @@ protected:
         });
         return text;
     }
-    bool wait_for_dialogs() { return pump_until([] { return all_dialogs_answered(); }, 5000); }
     void TearDown() override
     {
         g_unsetenv("QM_FAKE_SILENT");
@@ -142,7 +130,7 @@ TEST_F(Jobs, MissingConsoleProgramSaysSoInADialogAndLeavesThePagesEmpty)
         auto dialog = answer_error_dialog();
         on_core_test_activate();
         ASSERT_TRUE(wait_for_job_end());
-        ASSERT_TRUE(wait_for_dialogs());
+        ASSERT_TRUE(wait_for_dialogs_answered());
         EXPECT_NE(dialog->find("The console program could not be run"), std::string::npos) << *dialog;
         EXPECT_NE(dialog->find("It was looked for in " + console.folder + ". Choose the folder that holds it on the "
                                "Options page"),
@@ -166,7 +154,7 @@ TEST_F(Jobs, AReportOfAnotherTapeIsNotShown)
     auto dialog = answer_error_dialog();
     on_core_test_activate();
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("The report describes " + tmp + "/another tape.tap, not the tape just processed (" + tape +
                            ")"),
               std::string::npos)
@@ -187,7 +175,7 @@ TEST_F(Jobs, AnOldReportIsNotTakenForTheJobsOwn)
     auto dialog = answer_error_dialog();
     on_core_test_activate();
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("The console program failed (exit status 3) and wrote no report."), std::string::npos)
         << *dialog;
     EXPECT_FALSE(report_has_been_produced());
@@ -205,7 +193,7 @@ TEST_F(Jobs, AReportWithAnOldDateIsNotTheJobsOwn)
     const std::string touch = "touch -d yesterday '" + report + "'";
     ASSERT_EQ(std::system(touch.c_str()), 0);
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("wrote no report"), std::string::npos) << *dialog;
     EXPECT_FALSE(report_has_been_produced());
 }
@@ -220,7 +208,7 @@ TEST_F(Jobs, ABatchThatWritesNoReportSaysSo)
     auto dialog = answer_error_dialog();
     on_toolbutton_batch_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("wrote no report"), std::string::npos) << *dialog;
     EXPECT_EQ(statusbar_text(), " Batch scan failed");
     EXPECT_EQ(text_view_text("textview_report").find("an old batch report"), std::string::npos);
@@ -334,7 +322,7 @@ TEST_F(Jobs, RecordAndConvertThatWriteNothingSaySo)
     auto dialog = answer_error_dialog();
     on_menutoolbutton_recordaudio_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("Nothing was written: the console program did not write " + tapes + "/it's a game.wav"),
               std::string::npos)
         << *dialog;
@@ -346,7 +334,7 @@ TEST_F(Jobs, RecordAndConvertThatWriteNothingSaySo)
     dialog = answer_error_dialog();
     on_menutoolbutton_convert_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("Nothing was written: the console program did not write " + tapes +
                            "/converted.it's a game.tap"),
               std::string::npos)
@@ -360,7 +348,7 @@ TEST_F(Jobs, RecordWithAMissingConsoleSaysSo)
     auto dialog = answer_error_dialog();
     on_menutoolbutton_recordaudio_clicked(nullptr, nullptr);
     ASSERT_TRUE(wait_for_job_end());
-    ASSERT_TRUE(wait_for_dialogs());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_NE(dialog->find("The console program could not be run"), std::string::npos) << *dialog;
     EXPECT_NE(dialog->find("Nothing was written: " + tapes + "/it's a game.wav"), std::string::npos) << *dialog;
 }

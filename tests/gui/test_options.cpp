@@ -225,7 +225,7 @@ TEST_F(OptionsCustom, RestoreDefaultsThenQuitLeavesTheFileUnchanged)
         gtk_menu_item_activate(GTK_MENU_ITEM(W("menuitem_file_quit")));
         return FALSE;
     }, nullptr);
-    gtk_main();
+    EXPECT_TRUE(run_main_loop_until_quit("File > Quit"));
     EXPECT_EQ(read_file(ini()), contents);
 }
 

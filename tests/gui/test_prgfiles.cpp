@@ -76,7 +76,7 @@ TEST_F(PrgFiles, ClearEmptiesListViewersAndEntries)
 TEST_F(PrgFiles, ViewsShowTheSelectedFileAndSwitchPages)
 {
     select_row(0);
-    pump_until([] { return prg_decoding_busy == 0; });
+    wait_for_prg_decoding();
     prgfiles_view_as_hex();
     EXPECT_EQ(text_view_text("textview_prgfiles_hex"),
               "\nC000: 41 42 01 " + std::string(13 * 3, ' ') + "'AB.'\n");
@@ -85,12 +85,12 @@ TEST_F(PrgFiles, ViewsShowTheSelectedFileAndSwitchPages)
     EXPECT_FALSE(GTK_WIDGET_VISIBLE(W("progressbar_prg_files_processing")));
     EXPECT_TRUE(GTK_WIDGET_SENSITIVE(W("treeview_prgfiles")));
     select_row(1);
-    pump_until([] { return prg_decoding_busy == 0; });
+    wait_for_prg_decoding();
     prgfiles_view_as_basic_listing();
     EXPECT_EQ(text_view_text("textview_prgfiles_basic"), "\n10 PRINT\n");
     EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(W("notebook_prg_views"))), 2);
     select_row(0);
-    pump_until([] { return prg_decoding_busy == 0; });
+    wait_for_prg_decoding();
     prgfiles_view_as_basic_listing();
     EXPECT_EQ(text_view_text("textview_prgfiles_basic"), BASIC_NOT_VALID_TEXT);
     prgfiles_view_in_dasm();
@@ -109,7 +109,7 @@ TEST_F(PrgFiles, QuickCursorMovesDecodeOnlyOnce250msAfterTheFirst)
     select_row(0);
     select_row(1);
     EXPECT_EQ(text_view_text("textview_prgfiles_hex"), "Nothing yet to show here...");
-    ASSERT_TRUE(pump_until([] { return prg_decoding_busy == 0; }));
+    ASSERT_TRUE(wait_for_prg_decoding());
     EXPECT_GE(g_get_monotonic_time() - start, 240000);
     // The row selected when the time-out fired is the one decoded.
     EXPECT_EQ(entry("textentry_prg_hexview_filename"), "b basic.prg");
@@ -137,7 +137,7 @@ TEST_F(PrgFiles, PopupWithoutSelectionShowsNothingButConsumesThePress)
 TEST_F(PrgFiles, SaveACopyWritesAnIdenticalFile)
 {
     select_row(1);
-    pump_until([] { return prg_decoding_busy == 0; });
+    wait_for_prg_decoding();
     const std::string target = tmp + "/copy of it's.prg";
     answer_dialog("Save a copy of a PRG file", [&](GtkWidget *dialog) {
         EXPECT_EQ(chooser_current_name(dialog), "b basic.prg");
@@ -150,7 +150,7 @@ TEST_F(PrgFiles, SaveACopyWritesAnIdenticalFile)
 TEST_F(PrgFiles, FailedCopyIsLoggedWithALineBreak)
 {
     select_row(1);
-    pump_until([] { return prg_decoding_busy == 0; });
+    wait_for_prg_decoding();
     g_remove((prg + "/b basic.prg").c_str());
     answer_dialog("Save a copy of a PRG file", [&](GtkWidget *dialog) {
         choose_file_and_accept(dialog, tmp + "/copy.prg");
@@ -172,7 +172,7 @@ TEST_F(PrgFiles, UnreadableFileShowsTheErrorDialog)
             gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
         });
     select_row(2); // a folder
-    pump_until([] { return prg_decoding_busy == 0; });
+    wait_for_prg_decoding();
     prgfiles_view_as_hex();
     EXPECT_TRUE(all_dialogs_answered());
     EXPECT_NE(shown.find("Could not load data from file '" + prg + "/c folder':"), std::string::npos) << shown;
@@ -197,14 +197,9 @@ TEST_F(PrgFiles, ForeignFileDialogRemembersFolderAndFilterOnlyOnOk)
     EXPECT_EQ(entry("textentry_prg_hexview_filename"), "x.bin");
     EXPECT_EQ(text_view_text("textview_prgfiles_hex").substr(0, 8), "\n1000: 2");
     answer_dialog("Select a PRG file", [&](GtkWidget *dialog) {
-        std::string shown;
-        pump_until([&] {
-            gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
-            shown = folder ? folder : "";
-            g_free(folder);
-            return shown == other;
-        }, 3000);
-        EXPECT_EQ(shown, other);
+        EXPECT_TRUE(wait_for("the dialog to start in the folder of the last foreign file",
+                             [&] { return chooser_folder(dialog) == other; }))
+            << chooser_folder(dialog);
         EXPECT_STREQ(gtk_file_filter_get_name(gtk_file_chooser_get_filter(GTK_FILE_CHOOSER(dialog))), "  All files (*.*) ");
         GSList *filters = gtk_file_chooser_list_filters(GTK_FILE_CHOOSER(dialog));
         gtk_file_chooser_set_filter(GTK_FILE_CHOOSER(dialog), GTK_FILE_FILTER(filters->data));

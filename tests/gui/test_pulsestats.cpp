@@ -24,7 +24,7 @@ protected:
         ASSERT_TRUE(attach_tape_from_command_line(tape.c_str()));
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 4);
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_tools")), 4);
-        pump_for(100);
+        settle();
     }
     static int speed_rows()
     {
@@ -37,7 +37,7 @@ TEST_F(PulseStatistics, ComputeShowsTheTapesHistogramAndTheSpeedOfEveryFile)
 {
     const std::string hash = sha256_of(tape);
     gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
-    pump_for(200);
+    settle();
     const TapeScan scan = scan_tape_file(tape);
     EXPECT_EQ(pulse_statistics_histogram().counts, pulse_histogram(scan).counts);
     EXPECT_EQ(pulse_statistics_histogram().ideals, (std::vector<uint8_t>{0x30, 0x42, 0x56}));
@@ -51,7 +51,7 @@ TEST_F(PulseStatistics, ComputeShowsTheTapesHistogramAndTheSpeedOfEveryFile)
     EXPECT_STREQ(percent, "+0.0 %"); // the encoder's ideal pulses
     g_free(percent);
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_log")), TRUE);
-    pump_for(150);
+    settle();
     EXPECT_EQ(sha256_of(tape), hash);
     save_screenshot(mainwindow, "pulse_statistics");
 }
@@ -65,34 +65,34 @@ TEST_F(PulseStatistics, TheSelectedReportEntryAloneCanBeCounted)
     g_chmod((console + "/quillmar").c_str(), 0755);
     replace_owned_string(utf8_path_consolelocation, console.c_str());
     g_signal_emit_by_name(W("toolbutton_test"), "clicked");
-    ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 30000));
-    pump_for(300);
+    ASSERT_TRUE(wait_for_job_end());
+    settle();
     ASSERT_TRUE(report_has_been_produced());
 
     gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
-    pump_for(200);
+    settle();
     GtkTreePath *third = gtk_tree_path_new_from_indices(2, -1);
     gtk_tree_view_set_cursor(GTK_TREE_VIEW(W("treeview_file_list")), third, nullptr, FALSE);
     gtk_tree_path_free(third);
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_selected_entry")), TRUE);
-    pump_for(200);
+    settle();
     const TapeScan scan = scan_tape_file(tape);
     EXPECT_EQ(pulse_statistics_histogram().counts, pulse_histogram(scan, 2).counts);
     EXPECT_NE(pulse_statistics_histogram().counts, pulse_histogram(scan).counts);
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(W("checkbutton_histogram_selected_entry")), FALSE);
-    pump_for(200);
+    settle();
     EXPECT_EQ(pulse_statistics_histogram().counts, pulse_histogram(scan).counts);
 }
 
 TEST_F(PulseStatistics, TheSnapshotIsAPngPicture)
 {
     gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
-    pump_for(200);
+    settle();
     const std::string png = tmp + "/histogram.png";
     answer_dialog("Save to a PNG file", [&](GtkWidget *dialog) { choose_file_and_accept(dialog, png); });
     gtk_button_clicked(GTK_BUTTON(W("button_pulse_histogram_snapshot")));
-    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }));
-    pump_until([&] { return g_file_test(png.c_str(), G_FILE_TEST_EXISTS); });
+    ASSERT_TRUE(wait_for_dialogs_answered());
+    EXPECT_TRUE(wait_for("the snapshot to be written", [&] { return g_file_test(png.c_str(), G_FILE_TEST_EXISTS); }));
     EXPECT_EQ(read_file(png).substr(0, 8), "\x89PNG\r\n\x1a\n");
 }
 

@@ -76,8 +76,9 @@ protected:
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
         gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
         GtkWidget *area = W("drawingarea_tape_contents");
-        pump_until([&] { return GTK_WIDGET_MAPPED(area) && area->allocation.width > 100; });
-        pump_for(100);
+        ASSERT_TRUE(wait_for_window_width(900));
+        ASSERT_TRUE(wait_for("the layout bar on show", [&] { return GTK_WIDGET_MAPPED(area) && area->allocation.width > 100; }));
+        settle();
         ASSERT_GT(area->allocation.width, width / 2);
     }
 };
@@ -226,7 +227,7 @@ TEST_F(Report, BarPaintsWhiteThenGreenYellowRedAndTheSelectionBlue)
     const int width = W("drawingarea_tape_contents")->allocation.width;
     EXPECT_EQ(bar_pixel(width / 2), 0xFFFFFFu) << "white before any report";
     load(sample_report("/tapes/game.tap"));
-    pump_for(100);
+    settle();
     auto at = [&](double f) { return int(f * (width - 1)); };
     auto named = [](const char *name) {
         GdkColor colour;
@@ -238,7 +239,7 @@ TEST_F(Report, BarPaintsWhiteThenGreenYellowRedAndTheSelectionBlue)
     EXPECT_EQ(bar_pixel(at(0.9)), named("red")) << "unrecognized";
     // A click selects the row under the pointer, s <= f < e, and shows it blue.
     report_select_slice(at(0.15));
-    pump_for(100);
+    settle();
     GtkTreeModel *m = nullptr;
     GtkTreeIter iter;
     ASSERT_TRUE(gtk_tree_selection_get_selected(
@@ -263,7 +264,7 @@ TEST_F(Report, ClickOnABoundarySelectsTheLaterFileAndBeyondTheEndKeepsTheSelecti
     load("TAP Name    : /t.tap\nTAP Size    : 220\nChecksum test     : PASS\nRead test         : PASS\n"
          "File Type: PAUSE\nLocation: $0000 -> $0000 -> $0064 -> $0064\n"
          "File Type: UNRECOGNIZED\nLocation: $0064 -> $0064 -> $0095 -> $0096\n");
-    pump_for(50);
+    settle();
     const int width = W("drawingarea_tape_contents")->allocation.width;
     auto selected_index = [&] {
         GtkTreeModel *m = nullptr;
@@ -292,13 +293,13 @@ TEST_F(Report, SelectingAPauseDoesNotRepaintUnrecognizedSlicesRed)
          "File Type: PAUSE\nLocation: $0000 -> $0000 -> $01F3 -> $01F3\n"
          "File Type: UNRECOGNIZED\nLocation: $01F4 -> $01F4 -> $01F4 -> $01F4\n"
          "File Type: C64 ROM-TAPE DATA\nLocation: $01F5 -> $01F5 -> $03E7 -> $03E7\n");
-    pump_for(50);
+    settle();
     const int width = W("drawingarea_tape_contents")->allocation.width;
     GdkColor blue;
     gdk_color_parse("blue", &blue);
     const guint32 expected_blue = ((blue.red >> 8) << 16) | ((blue.green >> 8) << 8) | (blue.blue >> 8);
     report_select_slice(1); // the pause
-    pump_for(50);
+    settle();
     // The pause's slice ends at round(0.5 * W + 0.5) pixels: where the unrecognized slice starts.
     const SliceGeometry pause = report_slice_geometry(0.0, 0.5, width);
     const SliceGeometry unrecognized = report_slice_geometry(0.5, 0.501, width);
@@ -343,7 +344,7 @@ TEST_F(Report, SortingTheListReSortsTheSharedModelForTheSplitView)
 TEST_F(Report, SummaryButtonDoesNothingWithoutAReport)
 {
     gtk_button_clicked(GTK_BUTTON(W("button_report_save_summary")));
-    pump_for(300);
+    settle();
     EXPECT_TRUE(windows_titled("Save report to HTML file").empty());
 }
 

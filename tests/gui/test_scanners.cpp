@@ -227,7 +227,7 @@ TEST_F(Scanners, ChangingTheConsoleLocationReloadsTheListFromThere)
     g_mkdir(other.c_str(), 0700);
     write_file(other + "/scanners.txt", "3:three:Three\n");
     gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(W("filechooserbutton_quillmar_location")), other.c_str());
-    ASSERT_TRUE(pump_until([&] { return rows().size() == 2; }));
+    ASSERT_TRUE(wait_for("the scanner list to show two rows", [&] { return rows().size() == 2; }));
     EXPECT_EQ(rows()[1].id, "three");
     EXPECT_EQ(std::string(utf8_path_consolelocation), other);
     EXPECT_EQ(statusbar_text(), " The list of known scanners was repopulated");
@@ -239,7 +239,7 @@ TEST_F(Scanners, MissingListLeavesOnlyTheBuiltInRow)
     const std::string empty = tmp + "/empty console";
     g_mkdir(empty.c_str(), 0700);
     gtk_file_chooser_set_current_folder(GTK_FILE_CHOOSER(W("filechooserbutton_quillmar_location")), empty.c_str());
-    ASSERT_TRUE(pump_until([&] { return rows().size() == 1; }));
+    ASSERT_TRUE(wait_for("the scanner list to show one row", [&] { return rows().size() == 1; }));
     EXPECT_EQ(rows()[0].id, "c64");
 }
 

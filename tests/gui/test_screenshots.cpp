@@ -9,30 +9,30 @@ using Screenshots = GuiTest;
 TEST_F(Screenshots, EveryPageAndToolPage)
 {
     gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
-    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
-    pump_for(200);
+    ASSERT_TRUE(wait_for_window_width(900));
+    settle();
     const char *const pages[] = {"report", "scanners", "options", "prg_files", "tools", "system_log"};
     GtkNotebook *notebook = GTK_NOTEBOOK(W("notebook_main"));
     for (int i = 0; i < 6; ++i) {
         gtk_notebook_set_current_page(notebook, i);
-        pump_for(150);
+        settle();
         EXPECT_FALSE(save_screenshot(mainwindow, std::string("page_") + pages[i]).empty());
     }
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
     gtk_notebook_set_current_page(notebook, 0);
-    pump_for(150);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "page_report_interactive").empty());
     GtkNotebook *tools = GTK_NOTEBOOK(W("notebook_tools"));
     gtk_notebook_set_current_page(notebook, 4);
     for (int i = 0; i < gtk_notebook_get_n_pages(tools); ++i) {
         gtk_notebook_set_current_page(tools, i);
-        pump_for(150);
+        settle();
         EXPECT_FALSE(save_screenshot(mainwindow, "page_tools_" + std::to_string(i)).empty());
     }
     gtk_window_resize(GTK_WINDOW(mainwindow), 640, 400);
-    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 640; }));
+    ASSERT_TRUE(wait_for_window_width(640));
     gtk_notebook_set_current_page(notebook, 2);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "page_options_default_size").empty());
 }
 
@@ -51,23 +51,23 @@ TEST_F(Screenshots, ReportPagesAfterATest)
     replace_owned_string(utf8_path_lastopenTAP, tape.c_str());
     replace_owned_string(utf8_path_lastopenfolder, tmp.c_str());
     gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
-    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
+    ASSERT_TRUE(wait_for_window_width(900));
     on_core_test_activate();
-    ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000));
-    pump_for(200);
+    ASSERT_TRUE(wait_for_job_end());
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "after_test_plain").empty());
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
     GtkTreePath *path = gtk_tree_path_new_from_indices(2, -1);
     gtk_tree_view_set_cursor(GTK_TREE_VIEW(W("treeview_file_list")), path, nullptr, FALSE);
     gtk_tree_path_free(path);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "after_test_interactive").empty());
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 3);
     GtkTreePath *first = gtk_tree_path_new_from_indices(1, -1);
     gtk_tree_view_set_cursor(GTK_TREE_VIEW(W("treeview_prgfiles")), first, nullptr, FALSE);
     gtk_tree_path_free(first);
-    ASSERT_TRUE(pump_until([] { return prg_decoding_busy == 0; }));
-    pump_for(200);
+    ASSERT_TRUE(wait_for_prg_decoding());
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "after_test_prg_files").empty());
 }
 
@@ -84,21 +84,16 @@ TEST_F(Screenshots, AJobWhoseConsoleCannotBeRun)
     replace_owned_string(utf8_path_lastopenTAP, tape.c_str());
     replace_owned_string(utf8_path_lastopenfolder, tmp.c_str());
     gtk_window_resize(GTK_WINDOW(mainwindow), 900, 640);
-    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width == 900; }));
+    ASSERT_TRUE(wait_for_window_width(900));
     static bool shot = false;
     answer_dialog("Error", [](GtkWidget *dialog) {
-        g_object_ref(dialog);
-        g_timeout_add(400, [](gpointer d) -> gboolean {
-            shot = !save_screenshot(GTK_WIDGET(d), "job_console_missing_dialog").empty();
-            gtk_dialog_response(GTK_DIALOG(d), GTK_RESPONSE_CLOSE);
-            g_object_unref(d);
-            return FALSE;
-        }, dialog);
+        shot = !save_screenshot(dialog, "job_console_missing_dialog").empty();
+        gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
     });
     on_core_test_activate();
-    ASSERT_TRUE(pump_until([] { return thread_busy == 0 && console_command == nullptr; }, 10000));
-    ASSERT_TRUE(pump_until([] { return all_dialogs_answered(); }));
+    ASSERT_TRUE(wait_for_job_end());
+    ASSERT_TRUE(wait_for_dialogs_answered());
     EXPECT_TRUE(shot);
-    pump_for(200);
+    settle();
     EXPECT_FALSE(save_screenshot(mainwindow, "job_console_missing_report").empty());
 }

@@ -172,7 +172,7 @@ TEST_F(Split, SaveIdxFileWritesAnIndexBesideTheTapeAndSaysSo)
     EXPECT_EQ(sha256_of(tape), hash);
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 4);
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_tools")), 1);
-    pump_for(150);
+    settle();
     save_screenshot(mainwindow, "split_with_idx_button");
 }
 

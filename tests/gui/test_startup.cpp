@@ -193,7 +193,7 @@ TEST_F(QuietStartup, NoToolkitWarningWhileStartingAndShowingEveryPage)
     GtkNotebook *notebook = GTK_NOTEBOOK(W("notebook_main"));
     for (int i = 0; i < gtk_notebook_get_n_pages(notebook); ++i) {
         gtk_notebook_set_current_page(notebook, i);
-        pump_for(60);
+        settle();
     }
     g_log_remove_handler("Gtk", handler);
     EXPECT_EQ(messages, std::vector<std::string>());
@@ -205,5 +205,5 @@ TEST_F(Startup, OptionsPageShowsEveryGroupOnScreen)
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 2);
     for (const char *name : {"frame_options_quillmar_specific", "checkbutton_doprg", "frame_options_console",
                              "hscale_tolerance", "button_options_save_config"})
-        EXPECT_TRUE(pump_until([name] { return GTK_WIDGET_MAPPED(W(name)) != 0; }, 2000)) << name;
+        EXPECT_TRUE(wait_for(std::string(name) + " to be mapped", [name] { return GTK_WIDGET_MAPPED(W(name)) != 0; })) << name;
 }

@@ -74,7 +74,7 @@ TEST_F(German, DialogsAreTranslated)
 {
     // Splitting with no tested tape: the page refuses, in German.
     gtk_button_clicked(GTK_BUTTON(W("button_tape_split_split")));
-    pump_for(100);
+    settle();
     const std::string title = german("Split tape");
     EXPECT_EQ(take_friendly_dialog(title), german("You can only split TAP files."));
 }
@@ -138,18 +138,18 @@ TEST_F(German, EveryPageFitsASmallScreen)
     gtk_widget_size_request(mainwindow, &wanted);
     EXPECT_LE(wanted.width, 1024);
     gtk_window_resize(GTK_WINDOW(mainwindow), 960, 680);
-    ASSERT_TRUE(pump_until([] { return mainwindow->allocation.width >= 960; }));
+    ASSERT_TRUE(wait_for("the main window to be at least 960 pixels wide", [] { return mainwindow->allocation.width >= 960; }));
     GtkNotebook *notebook = GTK_NOTEBOOK(W("notebook_main"));
     for (int i = 0; i < gtk_notebook_get_n_pages(notebook); ++i) {
         gtk_notebook_set_current_page(notebook, i);
-        pump_for(150);
+        settle();
         EXPECT_FALSE(save_screenshot(mainwindow, "german_page_" + std::to_string(i)).empty());
     }
     GtkNotebook *tools = GTK_NOTEBOOK(W("notebook_tools"));
     gtk_notebook_set_current_page(notebook, 4);
     for (int i = 0; i < gtk_notebook_get_n_pages(tools); ++i) {
         gtk_notebook_set_current_page(tools, i);
-        pump_for(150);
+        settle();
         gtk_widget_size_request(mainwindow, &wanted);
         EXPECT_LE(wanted.width, 1024) << "tool page " << i;
         EXPECT_FALSE(save_screenshot(mainwindow, "german_tools_" + std::to_string(i)).empty());

@@ -4,7 +4,10 @@
 // attached (the Test button becomes sensitive), presses Test, waits until
 // the report is on show and the button is back, then writes what the window
 // shows to $QM_AUTOPILOT_OUT and quits. A message dialog, or no result
-// within two minutes, is written out too and ends the program with an error.
+// within four minutes, is written out too and ends the program with an error.
+// Every step waits for a state of the window, never for a time: the window
+// greys its toolbar when a job starts and gives it back in the same step
+// that puts the job's report on show.
 #include <gtk/gtk.h>
 
 #include <cstdio>
@@ -16,11 +19,9 @@ namespace {
 enum class Stage { WaitForTape, WaitForReport };
 Stage stage = Stage::WaitForTape;
 std::string report_before;
-std::string last_report;
-int stable_polls = 0;
-int polls = 0;
-constexpr int POLL_MS = 200;
-constexpr int GIVE_UP_POLLS = 120000 / POLL_MS;
+constexpr int POLL_MS = 100;
+constexpr gint64 GIVE_UP_US = gint64(240) * G_USEC_PER_SEC;
+gint64 started_at = 0;
 
 struct Search {
     const char *name;
@@ -99,28 +100,36 @@ GtkWidget *main_window()
 
 gboolean poll(gpointer)
 {
-    if (++polls > GIVE_UP_POLLS)
+    if (g_get_monotonic_time() - started_at > GIVE_UP_US)
         finish("timeout\n", 3);
     GtkWidget *top = main_window();
     if (top == nullptr)
         return TRUE;
     GtkWidget *test = find(top, "toolbutton_test");
-    if (test == nullptr || !gtk_widget_is_sensitive(test))
+    if (test == nullptr)
         return TRUE;
+    const bool idle = gtk_widget_is_sensitive(test);
     const std::string report = text_of(find(top, "textview_report"));
-    if (stage == Stage::WaitForTape) {
+    switch (stage) {
+    case Stage::WaitForTape:
+        // The tape given on the command line is attached: Test can be pressed.
+        if (!idle)
+            return TRUE;
         report_before = report;
-        stage = Stage::WaitForReport;
         g_signal_emit_by_name(test, "clicked");
+        // Pressing Test greys the toolbar at once; a window that left it
+        // sensitive started no job, and waiting longer would not change that.
+        if (gtk_widget_is_sensitive(test))
+            finish("the Test button stayed sensitive: no job started\n", 5);
+        stage = Stage::WaitForReport;
         return TRUE;
+    case Stage::WaitForReport:
+        if (!idle)
+            return TRUE;
+        break;
     }
     if (report == report_before || report.empty())
-        return TRUE;
-    // The report is read in once the job ends; wait until it has stood still.
-    stable_polls = report == last_report ? stable_polls + 1 : 0;
-    last_report = report;
-    if (stable_polls < 5)
-        return TRUE;
+        finish("the job ended without a new report on show\n" + report, 6);
     std::string out = std::string("title: ") + gtk_window_get_title(GTK_WINDOW(top)) + "\n";
     out += "prg files: " + std::to_string(rows_of(find(top, "treeview_prgfiles"))) + "\n";
     out += std::string("test button: ") + gtk_tool_button_get_label(GTK_TOOL_BUTTON(test)) + "\n";
@@ -133,5 +142,6 @@ gboolean poll(gpointer)
 
 extern "C" G_MODULE_EXPORT void gtk_module_init(gint *, gchar ***)
 {
+    started_at = g_get_monotonic_time();
     g_timeout_add(POLL_MS, poll, nullptr);
 }

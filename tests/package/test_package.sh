@@ -80,7 +80,7 @@ elsewhere="$work/somewhere else"
 # A desktop user's home: its configuration folder is there.
 mkdir -p "$home/.config" "$elsewhere"
 out="$work/window.txt"
-(cd "$elsewhere" && timeout 180 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME -u LC_ALL HOME="$home" LANG=C.UTF-8 LANGUAGE= \
+(cd "$elsewhere" && timeout 300 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME -u LC_ALL HOME="$home" LANG=C.UTF-8 LANGUAGE= \
    GTK_MODULES="$autopilot" QM_AUTOPILOT_OUT="$out" "$usr/bin/quillmarfe" "$tape" \
    >"$work/window.log" 2>&1)
 status=$?
@@ -101,7 +101,7 @@ grep -q "Checksum test     : PASS - 8 of 8" "$console/qmreport.txt" || fail "no 
 grep -q "^test button: Test$" "$out" || fail "the English window"
 
 echo "--- the window in German: the installed catalogue is found beside the program"
-(cd "$elsewhere" && timeout 180 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME -u LC_ALL -u LC_MESSAGES \
+(cd "$elsewhere" && timeout 300 env -u XDG_DATA_HOME -u XDG_CONFIG_HOME -u TAPHOME -u LC_ALL -u LC_MESSAGES \
    HOME="$home" LANG=C.UTF-8 LANGUAGE=de \
    GTK_MODULES="$autopilot" QM_AUTOPILOT_OUT="$out" "$usr/bin/quillmarfe" "$tape" \
    >"$work/window.log" 2>&1) || { cat "$work/window.log"; fail "the German window"; }
