@@ -1,6 +1,7 @@
 // The CBM ROM scanner alone on a fuzzed tape: the framework's invariants plus
 // what every recognised copy must hold (checkbyte, CRC, header fields, pulse
-// classes and read errors), and the PETSCII name rendering.
+// classes and read errors, bytes lost in dropouts), and the PETSCII name
+// rendering.
 #include "core/cbmscan.h"
 #include "scan_checks.h"
 
@@ -29,9 +30,21 @@ void check_copy(const TapeScan &scan, std::size_t k)
     for (uint8_t b : e.payload)
         x ^= b;
     FUZZ_CHECK(e.checkbyte_computed == x);
-    FUZZ_CHECK(e.checkbyte_pass == (e.checkbyte_on_tape == e.checkbyte_computed));
+    // Bytes lost in dropouts stand as 0 and fail the copy.
+    std::size_t lost = 0;
+    for (const auto &run : e.lost_bytes) {
+        FUZZ_CHECK(run.second > 0 && run.first + run.second <= e.payload.size() + 1);
+        for (std::size_t b = run.first; b < run.first + run.second && b < e.payload.size(); ++b)
+            FUZZ_CHECK(e.payload[b] == 0);
+        lost += run.second;
+    }
+    FUZZ_CHECK(e.checkbyte_pass == (lost == 0 && e.checkbyte_on_tape == e.checkbyte_computed));
     FUZZ_CHECK(e.crc32 == crc32_of(e.payload));
-    FUZZ_CHECK(e.inner_end_pulse == e.inner_start_pulse + e.payload.size() * 20);
+    // The bytes read lie in order; a dropout's debris may stand between them.
+    if (e.lost_bytes.empty() && e.inner_end_pulse != e.inner_start_pulse + e.payload.size() * 20)
+        FUZZ_CHECK(e.inner_end_pulse > e.inner_start_pulse + e.payload.size() * 20);
+    FUZZ_CHECK(e.inner_end_pulse >= e.inner_start_pulse + (e.payload.size() - std::min(lost, e.payload.size())) * 20);
+    FUZZ_CHECK(e.inner_start_pulse <= e.inner_end_pulse && e.inner_end_pulse < e.first_pulse + e.pulse_count);
     FUZZ_CHECK(e.first_pulse <= e.sync_pulse && e.sync_pulse < e.inner_start_pulse);
     if (e.type == CBM_TYPE_HEADER) {
         FUZZ_CHECK(e.payload.size() == 192);
@@ -54,9 +67,12 @@ void check_copy(const TapeScan &scan, std::size_t k)
     }
     if (e.has_addresses)
         FUZZ_CHECK(e.size == uint16_t(e.end_address - e.load_address));
-    unsigned errors = 0;
+    // Every pulse classed but a dropout's debris among the bytes; the read errors count the
+    // flagged pulses and 20 for every byte lost.
+    std::size_t errors = lost * 20;
     for (std::size_t i = e.first_pulse; i < e.first_pulse + e.pulse_count; ++i) {
-        FUZZ_CHECK(scan.pulse_class(i) != PulseClass::None);
+        const bool among_bytes = i >= e.inner_start_pulse && i < e.inner_end_pulse;
+        FUZZ_CHECK(among_bytes || scan.pulse_class(i) != PulseClass::None);
         errors += scan.pulse_read_error(i) ? 1 : 0;
     }
     FUZZ_CHECK(errors == e.read_errors);

@@ -49,7 +49,11 @@ inline void check_scan(const uint8_t *data, std::size_t size, const TapeScan &sc
         FUZZ_CHECK(e.first_pulse <= e.inner_start_pulse && e.inner_start_pulse <= e.inner_end_pulse &&
                    e.inner_end_pulse <= last_pulse);
         FUZZ_CHECK(e.start <= e.inner_start && e.inner_start <= e.inner_end && e.inner_end <= e.end);
-        FUZZ_CHECK(e.read_errors <= e.pulse_count);
+        // Read errors count pulses, and 20 for every byte a dropout took.
+        std::size_t lost = 0;
+        for (const auto &run : e.lost_bytes)
+            lost += run.second;
+        FUZZ_CHECK(e.read_errors <= e.pulse_count + 20 * lost);
         switch (e.kind) {
         case EntryKind::Pause:
             FUZZ_CHECK(e.type == ENTRY_TYPE_PAUSE && e.scanner == nullptr);

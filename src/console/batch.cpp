@@ -124,6 +124,7 @@ void write_tape(std::string &out, std::size_t number, const BatchTape &t, bool s
     out += "    Format        : " + t.format + "\n";
     out += "    Checksum test : " + checksum_result_text(t.totals) + "\n";
     out += "    Read test     : " + read_result_text(t.totals) + "\n";
+    out += "    Recognised    : " + recognised_text(t.totals) + "\n";
     out += "    CBM CRC       : " + hex32(t.crc) + (same_crc_as_previous ? " (same as the tape above)" : "") + "\n";
     unsigned files = 0;
     std::string kinds;

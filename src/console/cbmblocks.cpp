@@ -54,6 +54,46 @@ int cbm_block_copy(const TapeScan &scan, const CbmBlock &block, bool *pass)
     return chosen;
 }
 
+namespace {
+
+// Per payload byte, and for the checkbyte after them: lost in a dropout.
+std::vector<bool> lost_mask(const TapeEntry &e)
+{
+    std::vector<bool> lost(e.payload.size() + 1, false);
+    for (const auto &run : e.lost_bytes)
+        for (std::size_t k = run.first; k < run.first + run.second && k < lost.size(); ++k)
+            lost[k] = true;
+    return lost;
+}
+
+} // namespace
+
+std::shared_ptr<const std::vector<uint8_t>> merged_copies(const TapeEntry &a, const TapeEntry &b)
+{
+    if (a.payload.size() != b.payload.size() || (a.lost_bytes.empty() && b.lost_bytes.empty()))
+        return nullptr;
+    const std::vector<bool> lost_a = lost_mask(a), lost_b = lost_mask(b);
+    auto bytes = std::make_shared<std::vector<uint8_t>>(a.payload.size());
+    uint8_t computed = 0;
+    for (std::size_t k = 0; k < a.payload.size(); ++k) {
+        if (lost_a[k] && lost_b[k])
+            return nullptr;
+        if (!lost_a[k] && !lost_b[k] && a.payload[k] != b.payload[k])
+            return nullptr;
+        (*bytes)[k] = lost_a[k] ? b.payload[k] : a.payload[k];
+        computed ^= (*bytes)[k];
+    }
+    const std::size_t check = a.payload.size();
+    if (lost_a[check] && lost_b[check])
+        return nullptr;
+    const uint8_t checkbyte = lost_a[check] ? b.checkbyte_on_tape : a.checkbyte_on_tape;
+    if (!lost_a[check] && !lost_b[check] && a.checkbyte_on_tape != b.checkbyte_on_tape)
+        return nullptr;
+    if (computed != checkbyte)
+        return nullptr;
+    return bytes;
+}
+
 std::vector<CbmProgram> cbm_programs(const TapeScan &scan, unsigned *skipped)
 {
     std::vector<CbmProgram> programs;
@@ -82,6 +122,14 @@ std::vector<CbmProgram> cbm_programs(const TapeScan &scan, unsigned *skipped)
         p.name = header->name;
         p.load_address = header->load_address;
         p.data = &scan.entries[std::size_t(p.entry)].payload;
+        if (!p.pass && block.first >= 0 && block.repeat >= 0) {
+            p.merged_bytes = merged_copies(scan.entries[std::size_t(block.first)], scan.entries[std::size_t(block.repeat)]);
+            if (p.merged_bytes != nullptr) {
+                p.merged = true;
+                p.pass = true;
+                p.data = p.merged_bytes.get();
+            }
+        }
         programs.push_back(p);
     }
     return programs;

@@ -6,6 +6,7 @@
 #include "core/tapescan.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ std::vector<CbmBlock> cbm_blocks(const TapeScan &scan);
 // The copy whose payload stands for the block: the FIRST copy when its
 // checkbyte passed, else the REPEAT copy when its checkbyte passed, else the
 // FIRST copy (or the only one). *pass tells whether the chosen copy passed.
+// (A program whose two copies each lost other bytes is put together from
+// both: see merged_copies.)
 int cbm_block_copy(const TapeScan &scan, const CbmBlock &block, bool *pass);
 
 // A program: a data block whose load and end addresses come from a header of
@@ -33,9 +36,21 @@ struct CbmProgram {
     bool pass = false;        // its checkbyte passed
     int header_entry = -1;    // the header the addresses came from
     std::string name;         // the header's name in ASCII
+    std::string format = "CBM";  // the format, for a program without a name
     uint16_t load_address = 0;
     const std::vector<uint8_t> *data = nullptr;  // the chosen copy's payload
+    // Both copies lost bytes in dropouts, each where the other read them:
+    // the bytes put together (data points here) match the checkbyte.
+    bool merged = false;
+    std::shared_ptr<const std::vector<uint8_t>> merged_bytes;
 };
+
+// The payload of a block whose two copies both failed only because each
+// lost bytes in dropouts: every byte from a copy that read it, and the
+// result's XOR equal to the checkbyte a copy read. Null when they cannot be
+// put together so (a byte lost in both, copies that disagree, sizes that
+// differ, a checkbyte that does not match).
+std::shared_ptr<const std::vector<uint8_t>> merged_copies(const TapeEntry &a, const TapeEntry &b);
 
 // The programs of a tape in tape order. Data blocks that are no program
 // (no header before them, or a header of another type) are counted in

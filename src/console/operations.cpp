@@ -87,6 +87,9 @@ bool write_prgs(PrgFolder &prg, const std::vector<PrgFile> &files, TapeReportExt
         if (!prg.write(f, &name, &error))
             break;
         ++written;
+        if (f.merged)
+            renamed.push_back("Note: " + name + " was put together from both copies of its CBM block: each " +
+                              "lost in dropouts bytes the other read, and the checkbyte matches");
         if (name != f.file_name)
             renamed.push_back("Note: " + f.file_name + " in the folder is not this program's and was kept; " +
                               "written as " + name);

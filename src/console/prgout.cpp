@@ -16,10 +16,14 @@ bool name_char_kept(char c)
     return g_ascii_isalnum(c) || c == ' ' || c == '.' || c == '-' || c == '_';
 }
 
-std::string file_name_for(int entry_index, const std::string &name, bool bad)
+// A program without a name is called by its format and load address
+// ("OCEAN-0400"), so the pages of a chain are told apart at a glance.
+std::string file_name_for(int entry_index, const CbmProgram &p, bool bad)
 {
-    char number[16];
+    char number[16], address[8];
     std::snprintf(number, sizeof number, "%03d", entry_index + 1);
+    std::snprintf(address, sizeof address, "%04X", unsigned(p.load_address));
+    const std::string name = p.name.empty() ? p.format + "-" + address : p.name;
     return std::string(number) + "-" + prg_name_part(name) + (bad ? " (bad)" : "") + ".prg";
 }
 
@@ -54,6 +58,7 @@ std::vector<CbmProgram> tape_programs(const TapeScan &scan, unsigned *skipped)
             p.pass = !e.has_checkbyte || e.checkbyte_pass;
             p.header_entry = e.header_entry;
             p.name = e.has_name ? e.name : header != nullptr ? header->name : std::string();
+            p.format = e.type;
             p.load_address = run.load;
             p.data = &run.bytes;
             programs.push_back(p);
@@ -69,8 +74,7 @@ std::vector<CbmProgram> tape_programs(const TapeScan &scan, unsigned *skipped)
 std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *skipped)
 {
     std::vector<PrgFile> files;
-    int first_entry = -1;
-    std::string first_name;
+    CbmProgram first;  // the first program of the file being built
     uint16_t next_address = 0;
     for (const CbmProgram &p : tape_programs(scan, skipped)) {
         const std::vector<uint8_t> &data = *p.data;
@@ -80,8 +84,9 @@ std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *
             PrgFile &f = files.back();
             f.bytes.insert(f.bytes.end(), data.begin(), data.end());
             f.bad = f.bad || !p.pass;
+            f.merged = f.merged || p.merged;
             ++f.parts;
-            f.file_name = file_name_for(first_entry, first_name, f.bad);
+            f.file_name = file_name_for(first.entry, first, f.bad);
         } else {
             PrgFile f;
             f.bytes.reserve(data.size() + 2);
@@ -89,9 +94,9 @@ std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *
             f.bytes.push_back(uint8_t(p.load_address >> 8));
             f.bytes.insert(f.bytes.end(), data.begin(), data.end());
             f.bad = !p.pass;
-            first_entry = p.entry;
-            first_name = p.name;
-            f.file_name = file_name_for(first_entry, first_name, f.bad);
+            f.merged = p.merged;
+            first = p;
+            f.file_name = file_name_for(first.entry, first, f.bad);
             files.push_back(std::move(f));
         }
         next_address = uint16_t(p.load_address + data.size());

@@ -5,7 +5,8 @@
 // One file per program, "NNN-NAME.prg": NNN is the report index (1-based,
 // three digits or more) of the data copy written, NAME the program's name
 // with every character other than an ASCII letter, a digit, blank, dot,
-// minus and underscore replaced by "_" ("noname" when empty). The file holds
+// minus and underscore replaced by "_"; a program without a name is called
+// by its format and load address ("007-OCEAN-0400.prg"). The file holds
 // the load address of the header (little-endian) and the payload of the copy
 // that cbm_block_copy chooses: a copy whose checkbyte passed, FIRST
 // preferred. When no copy passed, the FIRST copy is written and " (bad)"
@@ -38,6 +39,7 @@ struct PrgFile {
     std::vector<uint8_t> bytes;   // load address + data
     bool bad = false;
     unsigned parts = 1;           // programs joined into it
+    bool merged = false;          // put together from both copies of a CBM block
 };
 
 // The PRG files of a scanned tape. *skipped (when given) counts data blocks

@@ -85,6 +85,17 @@ void write_entry(std::string &out, const TapeScan &scan, const TapeEntry &e, boo
         line(out, "CRC32: %08X", unsigned(e.crc32));
     if (e.copy != CopyId::None)
         line(out, " - File ID : %s", copy_id_text(e.copy));
+    if (!e.lost_bytes.empty()) {
+        std::size_t lost = 0;
+        std::string where;
+        for (const auto &run : e.lost_bytes) {
+            lost += run.second;
+            where += (where.empty() ? "" : ", ") + std::to_string(run.first);
+        }
+        line(out, "Note: %zu bytes lost in %zu dropout%s (read as $00; at payload offset%s %s)", lost,
+             e.lost_bytes.size(), e.lost_bytes.size() == 1 ? "" : "s", e.lost_bytes.size() == 1 ? "" : "s",
+             where.c_str());
+    }
     if (e.overlapping)
         line(out, "Note: overlaps other entries (debug mode: found by its scanner looking at the whole tape)");
     if (e.has_addresses && e.header_entry >= 0 && e.payload.size() != e.size)
@@ -102,8 +113,17 @@ void write_entry(std::string &out, const TapeScan &scan, const TapeEntry &e, boo
 
 std::string checksum_result_text(const ScanTotals &t)
 {
+    if (t.checksummed == 0)
+        return "FAIL - no file with a checksum was found";
     return std::string(t.checksum_pass() ? "PASS" : "FAIL") + " - " + std::to_string(t.checksum_ok) + " of " +
            std::to_string(t.checksummed) + " checksummed files OK";
+}
+
+std::string recognised_text(const ScanTotals &t)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f %% of the tape in recognised files", t.recognised_percent());
+    return text;
 }
 
 std::string read_result_text(const ScanTotals &t)
@@ -125,6 +145,7 @@ std::string format_tape_report(const ReportHead &head, const TapeScan &scan, con
     line(out, "Checksum test     : %s", checksum_result_text(totals).c_str());
     line(out, "Read test         : %s", read_result_text(totals).c_str());
     line(out, "Entries     : %s", entry_counts(scan).c_str());
+    line(out, "Recognised  : %s", recognised_text(totals).c_str());
     for (const std::string &l : extras.after_totals)
         line(out, "%s", l.c_str());
     out += '\n';

@@ -41,6 +41,8 @@ std::string format_started_report(const ReportHead &head);
 
 // "PASS - x of y checksummed files OK" / "FAIL - ..." and "PASS - n read errors".
 std::string checksum_result_text(const ScanTotals &t);
+// "64.6 % of the tape in recognised files".
+std::string recognised_text(const ScanTotals &t);
 std::string read_result_text(const ScanTotals &t);
 
 // Writes the text as the whole file (replacing it). False with a reason on failure.

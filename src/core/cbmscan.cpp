@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -22,14 +23,21 @@ constexpr std::size_t COUNTDOWN_PULSES = CBM_COUNTDOWN_BYTES * CBM_PULSES_PER_BY
 // Class and read-error flag of every ordinary pulse value (0 = irregular pulse: no class).
 struct Classifier {
     double s = 0, m = 0, l = 0;
+    int tolerance = 0;
     PulseClass cls[256];
     bool error[256];
 
-    void calibrate(double measured_s, const CbmPulseSet &ideal, int tolerance)
+    // S measured; M and L the ideal ones scaled alike.
+    void calibrate(double measured_s, const CbmPulseSet &ideal, int tol)
+    {
+        set(measured_s, ideal.m * measured_s / ideal.s, ideal.l * measured_s / ideal.s, tol);
+    }
+    void set(double measured_s, double measured_m, double measured_l, int tol)
     {
         s = measured_s;
-        m = ideal.m * measured_s / ideal.s;
-        l = ideal.l * measured_s / ideal.s;
+        m = measured_m;
+        l = measured_l;
+        tolerance = tol;
         cls[0] = PulseClass::None;
         error[0] = true;
         for (int u = 1; u < 256; ++u) {
@@ -49,6 +57,8 @@ struct Classifier {
     }
     // Within 20 % of S: a pulse of a leader or trailer.
     bool short_like(uint8_t u) const { return u != 0 && 5.0 * u >= 4.0 * s && 5.0 * u <= 6.0 * s; }
+    // The units one byte takes: new-data marker (L, M) and nine bit pairs (S, M).
+    double byte_units() const { return l + m + 9 * (s + m); }
 };
 
 struct Reader {
@@ -164,6 +174,27 @@ Leader measure_leader(const uint8_t *small, std::size_t n, std::size_t index)
     return Leader{k, count, double(sum) / double(count)};
 }
 
+// The first pulse at or after q where a leader can begin: one within 30 %
+// of the ideal S, and four of the five after it within 20 % of a mean in that
+// range (a leader takes at most one stray pulse in five). Where none can,
+// the scan need not ask this scanner at all.
+std::size_t next_leader_start(const uint8_t *small, std::size_t n, std::size_t q, unsigned ideal_s)
+{
+    const unsigned lo0 = (7 * ideal_s + 9) / 10, hi0 = 13 * ideal_s / 10;
+    const unsigned lo1 = (56 * ideal_s + 99) / 100, hi1 = 156 * ideal_s / 100;
+    auto near = [&](uint8_t u) { return u >= lo1 && u <= hi1; };
+    for (; q + 6 <= n; ++q) {
+        const uint8_t u = small[q];
+        if (u < lo0 || u > hi0)
+            continue;
+        const int around = near(small[q + 1]) + near(small[q + 2]) + near(small[q + 3]) + near(small[q + 4]) +
+                           near(small[q + 5]);
+        if (around >= 4)
+            return q;
+    }
+    return std::max(n, q);
+}
+
 // The countdown at the leader's end or one pulse off: its first pulse, or 0 when none.
 std::size_t find_sync(const Reader &rd, std::size_t index, std::size_t leader_end, bool *repeat)
 {
@@ -188,36 +219,293 @@ std::size_t find_sync(const Reader &rd, std::size_t index, std::size_t leader_en
     return sync;
 }
 
-// The bytes from p up to the end-of-data marker or, failing that, to where
-// the byte structure stops. Returns the pulse after the last byte.
-std::size_t read_bytes(const Reader &rd, std::size_t p, std::vector<uint8_t> &bytes, bool *end_marker,
-                       unsigned *parity_errors)
+// Pulse index of a byte that was lost in a dropout (no pulses of its own).
+constexpr std::size_t LOST = std::size_t(-1);
+
+// A tape's speed drifts and wobbles through a long file: the classes follow
+// it, estimated from every clean byte read (one with exact structure and
+// odd parity) and moved a sixteenth of the way each time.
+struct SpeedFollower {
+    double s = 0, m = 0, l = 0;
+
+    void start(const Classifier &c)
+    {
+        s = c.s;
+        m = c.m;
+        l = c.l;
+    }
+    // Takes in the clean byte at p; recalibrates `c` when the estimates
+    // have moved away from it.
+    void learn(const uint8_t *small, std::size_t p, const Reader &rd, Classifier &c)
+    {
+        double sum_s = 0, sum_m = 0;
+        for (std::size_t q = p + 2; q < p + CBM_PULSES_PER_BYTE; q += 2) {
+            const bool one = rd.cls(q) == M;
+            sum_s += small[one ? q + 1 : q];
+            sum_m += small[one ? q : q + 1];
+        }
+        s += (sum_s / 9 - s) / 16;
+        m += ((sum_m + small[p + 1]) / 10 - m) / 16;
+        l += (small[p] - l) / 16;
+        if (std::fabs(s - c.s) > 0.4 || std::fabs(m - c.m) > 0.5 || std::fabs(l - c.l) > 0.6)
+            c.set(s, m, l, c.tolerance);
+    }
+};
+
+// A byte at q read without doubt: marker (L, M), nine bit pairs that are
+// exactly (S, M) or (M, S), odd parity.
+bool clean_byte_at(const Reader &rd, std::size_t q)
 {
-    bytes.clear();
-    *end_marker = false;
-    *parity_errors = 0;
-    for (;;) {
-        if (!rd.ordinary(p, 2))
+    if (!rd.ordinary(q, CBM_PULSES_PER_BYTE) || rd.cls(q) != L || rd.cls(q + 1) != M)
+        return false;
+    unsigned ones = 0;
+    for (std::size_t k = q + 2; k < q + CBM_PULSES_PER_BYTE; k += 2) {
+        const PulseClass a = rd.cls(k), b = rd.cls(k + 1);
+        if (a == S && b == M)
+            continue;
+        if (a != M || b != S)
+            return false;
+        ++ones;
+    }
+    return (ones & 1u) == 1;
+}
+
+// After an end-of-data marker comes the gap before the REPEAT copy or the
+// trailer (short pulses), silence, or the end of the tape - not a dropout's
+// noise, which can begin with what looks like an end marker. One odd pulse
+// among the first eight is forgiven.
+bool trailer_follows(const Reader &rd, const Classifier &c, std::size_t q)
+{
+    int odd = 0;
+    for (std::size_t k = q; k < q + 8 && k < rd.n; ++k) {
+        if (rd.small[k] == 0)
+            return true;  // silence
+        odd += !c.short_like(rd.small[k]);
+        if (odd > 1)
+            return false;
+    }
+    return true;
+}
+
+// What reading a copy's bytes found.
+struct BytesRead {
+    std::vector<std::size_t> at;  // first pulse of every byte, LOST for one lost in a dropout
+    std::size_t after = 0;        // the pulse after the last byte read
+    bool end_marker = false;
+    unsigned parity_errors = 0;
+    std::vector<std::pair<std::size_t, std::size_t>> debris;  // pulses [from, to) of every dropout
+    std::size_t lost = 0;         // bytes lost in dropouts
+    std::vector<uint8_t> errors;  // per read byte its 20 pulses: off every class where it was read
+    Classifier last_classes;      // the classes in force at the end
+
+    void lose(std::size_t count)
+    {
+        at.insert(at.end(), count, LOST);
+        lost += count;
+    }
+};
+
+// The longest stretch of tape a dropout inside a file may take, and the
+// short pulses in a row that make a leader or the gap between two copies
+// (a file never goes on after one).
+constexpr double DROPOUT_MAX_SECONDS = 1.5;
+constexpr std::size_t LEADER_RUN = 40;
+
+// Three bytes of a countdown ($89 $88 $87 or $09 $08 $07) from q.
+bool countdown_at(const Reader &rd, std::size_t q)
+{
+    if (!rd.ordinary(q, 3 * CBM_PULSES_PER_BYTE))
+        return false;
+    const uint8_t a = rd.byte(q), b = rd.byte(q + CBM_PULSES_PER_BYTE), c = rd.byte(q + 2 * CBM_PULSES_PER_BYTE);
+    return (a & 0x7F) == 0x09 && b == a - 1 && c == a - 2;
+}
+
+// After the byte structure broke at p: the first pulse where clean bytes
+// begin again (two in a row, or one and the end-of-data marker) within a
+// dropout's length of tape, or 0 when a leader, a long silence or the end of
+// the tape comes first. *units gets the tape's length from p to there (or
+// to where the search stopped).
+std::size_t resync(const PulseTrack &track, const Reader &rd, const Classifier &c, std::size_t p, double max_units,
+                   double *units)
+{
+    double elapsed = 0;
+    std::size_t shorts = 0;
+    for (std::size_t q = p; q < rd.n; ++q) {
+        if (q > p && clean_byte_at(rd, q) && rd.ordinary(q + CBM_PULSES_PER_BYTE, 2) &&
+            rd.cls(q + CBM_PULSES_PER_BYTE) == L &&
+            (clean_byte_at(rd, q + CBM_PULSES_PER_BYTE) || rd.cls(q + CBM_PULSES_PER_BYTE + 1) == S)) {
+            *units = elapsed;
+            // The countdown of the next copy is no continuation of this one.
+            return countdown_at(rd, q) ? 0 : q;
+        }
+        const uint8_t u = rd.small[q];
+        shorts = c.short_like(u) ? shorts + 1 : 0;
+        if (shorts >= LEADER_RUN) {
+            *units = elapsed - double(shorts) * c.s;
+            return 0;
+        }
+        elapsed += u != 0 ? u : double(track.units(q));
+        if (elapsed > max_units)
             break;
-        const PulseClass c0 = rd.cls(p), c1 = rd.cls(p + 1);
-        if (c0 == L && c1 == S) {
-            if (!rd.byte_follows(p)) {
-                *end_marker = true;
+    }
+    *units = elapsed;
+    return 0;
+}
+
+// Units of the clean bytes from q on (at most 8 of them), per byte; 0 when none.
+double byte_units_from(const Reader &rd, std::size_t q)
+{
+    double sum = 0;
+    std::size_t count = 0;
+    for (; count < 8 && clean_byte_at(rd, q); ++count, q += CBM_PULSES_PER_BYTE)
+        for (std::size_t k = q; k < q + CBM_PULSES_PER_BYTE; ++k)
+            sum += rd.small[k];
+    return count == 0 ? 0 : sum / double(count);
+}
+
+// The bytes from p up to the end-of-data marker. Where the byte structure
+// breaks and does not come back a byte later (a dropout: silence or noise in
+// place of the signal), the reading goes on at the next clean bytes within a
+// dropout's length, and the bytes lost there are counted from the time the
+// dropout took - never more than `max_bytes` in all (the block's announced
+// size and its checkbyte, when known). Without an end marker the bytes end
+// where the structure stops for good; when the block's size is known, a
+// dropout there that took its last bytes is counted as such.
+BytesRead read_bytes(const PulseTrack &track, Reader &rd, Classifier &classes, std::size_t p, std::size_t max_bytes,
+                     std::vector<uint8_t> &bytes)
+{
+    BytesRead r;
+    bytes.clear();
+    SpeedFollower speed;
+    speed.start(classes);
+    const uint8_t *small = rd.small;
+    const double clock_units = 985248.0 / 8;  // close enough for any machine: a bound, not a measure
+    auto dropout = [&](std::size_t from) -> bool {
+        // The byte just read, unless it was read without doubt, is the
+        // dropout's beginning: its pulses are partly the dropout's.
+        if (!r.at.empty() && r.at.back() != LOST && !clean_byte_at(rd, r.at.back())) {
+            from = r.at.back();
+            r.at.pop_back();
+            bytes.pop_back();
+            r.errors.resize(r.errors.size() - CBM_PULSES_PER_BYTE);
+        }
+        double units = 0;
+        const double byte_before = classes.byte_units();
+        const std::size_t q = resync(track, rd, classes, from, DROPOUT_MAX_SECONDS * clock_units, &units);
+        const double byte_after = q != 0 ? byte_units_from(rd, q) : 0;
+        const double per_byte = byte_after > 0 ? (byte_before + byte_after) / 2 : byte_before;
+        std::size_t count = std::size_t(std::lround(units / per_byte));
+        const std::size_t room = max_bytes > bytes.size() ? max_bytes - bytes.size() : 0;
+        if (q == 0 || count >= room) {
+            // Cut off (or what follows would make the block longer than it
+            // is): when the block's size is known and the time up to the
+            // leader or silence held the rest of it, its last bytes were
+            // lost there. A tape that ends, or goes silent, sooner holds no
+            // more of the block: that is no dropout.
+            if (max_bytes == SIZE_MAX || room == 0 || bytes.empty() || count + 2 + room / 25 < room)
+                return false;
+            count = room;
+            r.debris.push_back({from, from});
+            r.lose(count);
+            bytes.insert(bytes.end(), count, 0);
+            p = from;
+            return false;
+        }
+        r.debris.push_back({from, q});
+        r.lose(count);
+        bytes.insert(bytes.end(), count, 0);
+        p = q;
+        return true;
+    };
+    for (;;) {
+        bool readable = rd.ordinary(p, CBM_PULSES_PER_BYTE);
+        if (rd.ordinary(p, 2)) {
+            const PulseClass c0 = rd.cls(p), c1 = rd.cls(p + 1);
+            if (c0 == L && c1 == S && !rd.byte_follows(p) && trailer_follows(rd, classes, p + 2)) {
+                r.end_marker = true;
                 break;
             }
-        } else if (!(c0 == L && c1 == M)) {
-            // A damaged marker, when the next one is where it should be.
-            if (!rd.ordinary(p, CBM_PULSES_PER_BYTE + 1) || rd.cls(p + CBM_PULSES_PER_BYTE) != L)
-                break;
+            // A damaged marker is still a byte when the next one is where it should be.
+            if (!(c0 == L && (c1 == M || c1 == S)) &&
+                (!rd.ordinary(p, CBM_PULSES_PER_BYTE + 1) || rd.cls(p + CBM_PULSES_PER_BYTE) != L))
+                readable = false;
         }
-        if (!rd.ordinary(p, CBM_PULSES_PER_BYTE))
+        if (!readable) {
+            if (dropout(p))
+                continue;
             break;
+        }
         bool parity_ok = true;
         bytes.push_back(rd.byte(p, &parity_ok));
-        *parity_errors += !parity_ok;
+        r.at.push_back(p);
+        for (std::size_t k = p; k < p + CBM_PULSES_PER_BYTE; ++k)
+            r.errors.push_back(classes.error[small[k]]);
+        r.parity_errors += !parity_ok;
+        if (clean_byte_at(rd, p))
+            speed.learn(small, p, rd, classes);
         p += CBM_PULSES_PER_BYTE;
     }
-    return p;
+    r.after = p;
+    r.last_classes = classes;
+    return r;
+}
+
+// A block whose size is known and that lost bytes in dropouts: the count
+// taken from a dropout's time is off by a byte or two when the tape's speed
+// wobbled meanwhile; the known size sets it right (on the longest dropout).
+// `wanted` counts the checkbyte.
+void fit_to_size(BytesRead &r, std::vector<uint8_t> &bytes, std::size_t wanted)
+{
+    if (r.lost == 0 || bytes.size() == wanted)
+        return;
+    const long diff = long(wanted) - long(bytes.size());
+    if (std::labs(diff) > 2 + long(r.lost / 25))
+        return;  // not a miscount: the block is another size than announced
+    // The longest run of lost bytes.
+    std::size_t best = 0, best_count = 0;
+    for (std::size_t b = 0; b < r.at.size();) {
+        std::size_t e = b;
+        while (e < r.at.size() && r.at[e] == LOST)
+            ++e;
+        if (e - b > best_count) {
+            best = b;
+            best_count = e - b;
+        }
+        b = e > b ? e : b + 1;
+    }
+    if (diff < 0 && best_count < std::size_t(-diff))
+        return;
+    const auto at = r.at.begin() + long(best);
+    const auto byte = bytes.begin() + long(best);
+    if (diff > 0) {
+        r.at.insert(at, std::size_t(diff), LOST);
+        bytes.insert(byte, std::size_t(diff), 0);
+    } else {
+        r.at.erase(at, at - diff);
+        bytes.erase(byte, byte - diff);
+    }
+    r.lost = std::size_t(long(r.lost) + diff);
+}
+
+// The payload size the copy starting after `entries` should have (its
+// checkbyte not counted): 192 for a header, the announced size for the data
+// of a program header or for the REPEAT of such data; unknown (SIZE_MAX)
+// otherwise.
+std::size_t expected_payload(const std::vector<TapeEntry> &entries, bool repeat)
+{
+    std::size_t prev_index = 0;
+    const TapeEntry *prev = previous_copy(entries, entries.size(), &prev_index);
+    if (prev == nullptr)
+        return SIZE_MAX;
+    const bool prev_header = prev->block_type >= 0;
+    if (prev_header && repeat && prev->copy == CopyId::First)
+        return CBM_HEADER_PAYLOAD_SIZE;  // the header's REPEAT
+    if (prev_header && (prev->block_type == CBM_HEADER_RELOCATABLE || prev->block_type == CBM_HEADER_ABSOLUTE) &&
+        prev->size > 0)
+        return prev->size;  // the data the header announced
+    if (!prev_header && repeat && prev->copy == CopyId::First && prev->has_addresses && prev->size > 0)
+        return prev->size;  // the REPEAT of that data
+    return SIZE_MAX;
 }
 
 // Header or data; a header's own fields, or the addresses a data copy takes
@@ -280,33 +568,50 @@ void set_kind(const std::vector<TapeEntry> &entries, TapeEntry &entry)
     }
 }
 
-// Classes of the copy's pulses [entry.first_pulse, last] and its read errors.
-unsigned write_classes(const uint8_t *small, const Classifier &classes, const TapeEntry &entry, uint8_t checkbyte,
-                       bool end_marker, std::size_t last, uint8_t *info)
+// Classes of the copy's pulses [entry.first_pulse, last] and its read
+// errors: pulses off every class where the copy was read (the leader and
+// countdown against the leader's classes, each byte against the classes of
+// its stretch of tape, the rest against the last ones), and 20 for every
+// byte lost in a dropout, whose debris keeps no class.
+unsigned write_classes(const uint8_t *small, const Classifier &leader, const TapeEntry &entry, const BytesRead &read,
+                       uint8_t checkbyte, std::size_t last, uint8_t *info)
 {
     const std::size_t index = entry.first_pulse, sync = entry.sync_pulse;
     std::memset(info + index, uint8_t(S), sync - index);
     const uint8_t countdown = entry.copy == CopyId::Repeat ? CBM_COUNTDOWN_REPEAT : CBM_COUNTDOWN_FIRST;
     for (std::size_t b = 0; b < CBM_COUNTDOWN_BYTES; ++b)
         write_byte_classes(info, sync + b * CBM_PULSES_PER_BYTE, uint8_t(countdown - b));
-    for (std::size_t b = 0; b < entry.payload.size(); ++b)
-        write_byte_classes(info, entry.inner_start_pulse + b * CBM_PULSES_PER_BYTE, entry.payload[b]);
-    write_byte_classes(info, entry.inner_end_pulse, checkbyte);
-    std::size_t q = entry.inner_end_pulse + CBM_PULSES_PER_BYTE;
-    if (end_marker) {
+    unsigned count = unsigned(read.lost * CBM_PULSES_PER_BYTE);
+    auto judge = [&](std::size_t r, bool error) {
+        if (error) {
+            info[r] |= PULSE_READ_ERROR;
+            ++count;
+        }
+    };
+    for (std::size_t r = index; r < entry.inner_start_pulse; ++r)
+        judge(r, leader.error[small[r]]);
+    std::size_t q = entry.inner_start_pulse, read_byte = 0;
+    for (std::size_t b = 0; b < read.at.size(); ++b) {
+        if (read.at[b] == LOST)
+            continue;
+        for (; q < read.at[b]; ++q)
+            info[q] = uint8_t(PulseClass::None);  // dropout debris
+        write_byte_classes(info, read.at[b], b < entry.payload.size() ? entry.payload[b] : checkbyte);
+        for (std::size_t k = 0; k < CBM_PULSES_PER_BYTE; ++k)
+            judge(read.at[b] + k, read.errors[read_byte * CBM_PULSES_PER_BYTE + k] != 0);
+        ++read_byte;
+        q = read.at[b] + CBM_PULSES_PER_BYTE;
+    }
+    const std::size_t tail = q;
+    if (read.end_marker) {
         info[q++] = uint8_t(L);
         info[q++] = uint8_t(S);
     }
     for (; q <= last; ++q)
         info[q] = uint8_t(S);  // trailer
-    unsigned errors = 0;
-    for (std::size_t r = index; r <= last; ++r) {
-        if (classes.error[small[r]]) {
-            info[r] |= PULSE_READ_ERROR;
-            ++errors;
-        }
-    }
-    return errors;
+    for (std::size_t r = tail; r <= last; ++r)
+        judge(r, read.last_classes.error[small[r]]);
+    return count;
 }
 
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
@@ -320,42 +625,57 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
         retry = n;
         return false;
     }
-    const CbmPulseSet ideal = cbm_ideal_pulses(ctx.platform == 1, ctx.video == 1);
+    // The ideal pulses of the four machines, worked out once.
+    static const CbmPulseSet ideals[2][2] = {{cbm_ideal_pulses(false, false), cbm_ideal_pulses(false, true)},
+                                             {cbm_ideal_pulses(true, false), cbm_ideal_pulses(true, true)}};
+    const CbmPulseSet ideal = ideals[ctx.platform == 1][ctx.video == 1];
     retry = index + 1;
 
     const unsigned u0 = small[index];
-    if (u0 == 0 || 10 * u0 < 7u * ideal.s || 10 * u0 > 13u * ideal.s)
+    if (u0 == 0 || 10 * u0 < 7u * ideal.s || 10 * u0 > 13u * ideal.s) {
+        retry = next_leader_start(small, n, index + 1, ideal.s);
         return false;
+    }
     const Leader leader = measure_leader(small, n, index);
     // Starting later inside the same leader ends at the same place, shorter.
     retry = std::max(leader.end, index + 1);
-    if (leader.count < CBM_MIN_LEADER_PULSES)
+    if (leader.count < CBM_MIN_LEADER_PULSES) {
+        retry = next_leader_start(small, n, retry, ideal.s);
         return false;
+    }
 
-    Classifier classes;
-    classes.calibrate(leader.mean, ideal, ctx.options->tolerance);
-    const Reader rd{small, n, &classes};
+    Classifier leader_classes;
+    leader_classes.calibrate(leader.mean, ideal, ctx.options->tolerance);
+    Classifier classes = leader_classes;
+    Reader rd{small, n, &leader_classes};
     bool repeat = false;
     const std::size_t sync = find_sync(rd, index, leader.end, &repeat);
     if (sync == 0)
         return false;
 
+    // The bytes, with the classes following the tape's speed; each pulse's
+    // read error is judged by the classes in force where it was read.
+    rd.c = &classes;
     std::vector<uint8_t> &bytes = entry.payload;
-    bool end_marker = false;
-    unsigned parity_errors = 0;
-    const std::size_t after = read_bytes(rd, sync + COUNTDOWN_PULSES, bytes, &end_marker, &parity_errors);
-    if (bytes.empty() || (!end_marker && ctx.options->require_end_marker))
+    const std::size_t expected = expected_payload(*ctx.entries, repeat);
+    const std::size_t max_bytes = expected == SIZE_MAX ? SIZE_MAX : expected + 1;
+    BytesRead read = read_bytes(track, rd, classes, sync + COUNTDOWN_PULSES, max_bytes, bytes);
+    if (max_bytes != SIZE_MAX)
+        fit_to_size(read, bytes, max_bytes);
+    const bool dropout_at_end = !read.debris.empty() && read.debris.back().first == read.debris.back().second;
+    if (bytes.empty() || read.at.front() == LOST ||
+        (!read.end_marker && !dropout_at_end && ctx.options->require_end_marker))
         return false;
 
-    std::size_t last = end_marker ? after + 1 : after - 1;
+    std::size_t last = read.end_marker ? read.after + 1 : read.after - 1;
     if (repeat) {
         std::size_t q = last + 1;
         while (q < n && q - last <= CBM_TRAILER_PULSES && classes.short_like(small[q]))
             ++q;
         last = q - 1;
     }
-
     const uint8_t checkbyte = bytes.back();
+    const bool checkbyte_lost = read.at.back() == LOST;
     bytes.pop_back();
     uint8_t computed = 0;
     for (uint8_t b : bytes)
@@ -366,23 +686,37 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     entry.pulse_count = last - index + 1;
     entry.sync_pulse = sync;
     entry.inner_start_pulse = sync + COUNTDOWN_PULSES;
-    entry.inner_end_pulse = entry.inner_start_pulse + bytes.size() * CBM_PULSES_PER_BYTE;
+    // The checkbyte's first pulse; where a dropout took it, the pulse after the data.
+    std::size_t data_end = read.after;
+    for (std::size_t b = read.at.size() - 1; b-- > 0;)
+        if (read.at[b] != LOST) {
+            data_end = read.at[b] + CBM_PULSES_PER_BYTE;
+            break;
+        }
+    entry.inner_end_pulse = checkbyte_lost ? std::min(data_end, last) : read.at.back();
     entry.has_checkbyte = true;
     entry.checkbyte_on_tape = checkbyte;
     entry.checkbyte_computed = computed;
-    entry.checkbyte_pass = checkbyte == computed;
+    entry.checkbyte_pass = !checkbyte_lost && read.lost == 0 && checkbyte == computed;
     entry.has_crc = true;
     entry.crc32 = crc32_of(bytes);
     entry.copy = repeat ? CopyId::Repeat : CopyId::First;
-    entry.parity_errors = parity_errors;
-    entry.pulse_short = classes.s;
-    entry.pulse_medium = classes.m;
-    entry.pulse_long = classes.l;
+    entry.parity_errors = read.parity_errors;
+    entry.pulse_short = leader_classes.s;
+    entry.pulse_medium = leader_classes.m;
+    entry.pulse_long = leader_classes.l;
     entry.ideal_units[std::size_t(S)] = ideal.s;
     entry.ideal_units[std::size_t(M)] = ideal.m;
     entry.ideal_units[std::size_t(L)] = ideal.l;
+    for (std::size_t b = 0; b < read.at.size(); ++b)
+        if (read.at[b] == LOST) {
+            if (!entry.lost_bytes.empty() && entry.lost_bytes.back().first + entry.lost_bytes.back().second == b)
+                ++entry.lost_bytes.back().second;
+            else
+                entry.lost_bytes.push_back({b, 1});
+        }
     set_kind(*ctx.entries, entry);
-    entry.read_errors = write_classes(small, classes, entry, checkbyte, end_marker, last, ctx.pulse_info->data());
+    entry.read_errors = write_classes(small, leader_classes, entry, read, checkbyte, last, ctx.pulse_info->data());
     return true;
 }
 

@@ -8,7 +8,10 @@
 #include <glib/gi18n-lib.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+
+#include <sys/mman.h>
 
 #include <zlib.h>
 
@@ -67,6 +70,29 @@ TapePulse PulseTrack::pulse(std::size_t i) const
     return TapePulse{offset(i), small[i], false, false};
 }
 
+namespace {
+
+// A buffer of tens of megabytes is touched page by page as it is filled; on
+// Linux, huge pages make that one fault per 2 MB instead of per 4 KB (a
+// request the kernel may ignore).
+void advise_huge_pages(void *data, std::size_t bytes)
+{
+#ifdef MADV_HUGEPAGE
+    constexpr std::uintptr_t HUGE = 2u << 20;
+    if (bytes < 2 * HUGE)
+        return;
+    const std::uintptr_t from = (reinterpret_cast<std::uintptr_t>(data) + HUGE - 1) & ~(HUGE - 1);
+    const std::uintptr_t to = (reinterpret_cast<std::uintptr_t>(data) + bytes) & ~(HUGE - 1);
+    if (to > from)
+        madvise(reinterpret_cast<void *>(from), to - from, MADV_HUGEPAGE);
+#else
+    (void)data;
+    (void)bytes;
+#endif
+}
+
+} // namespace
+
 PulseTrack read_pulse_track(const uint8_t *file, std::size_t size)
 {
     PulseTrack track;
@@ -76,6 +102,7 @@ PulseTrack read_pulse_track(const uint8_t *file, std::size_t size)
     const bool zorv = tape_file_type(file) == FileType::ZorvDump;
     track.width = zorv ? 2 : 1;
     track.small.reserve(zorv ? (size - TAP_HEADER_SIZE + 1) / 2 : size - TAP_HEADER_SIZE);
+    advise_huge_pages(track.small.data(), track.small.capacity());
 
     // An irregular pulse waits for the next one (or the end of the file) to
     // know its length, then joins the run before it when alike.
@@ -241,6 +268,7 @@ void add_overlapping_files(TapeScan &scan, const uint8_t *file, std::size_t size
                       true);
     ScanOptions alone = options;
     alone.overlap = false;
+    alone.guide = nullptr;
     const bool with_cbm = std::find(scanners.begin(), scanners.end(), &cbm_rom_scanner) != scanners.end();
     for (const TapeScanner *s : scanners) {
         std::vector<const TapeScanner *> pair = {s};
@@ -306,6 +334,49 @@ void add_overlapping_files(TapeScan &scan, const uint8_t *file, std::size_t size
     }
 }
 
+// How far ahead a scanner searches for a file's start in one call: past it
+// another scanner may have claimed the pulses by the time it is asked again,
+// and they are never searched through.
+constexpr std::size_t SEARCH_HORIZON = 16384;
+
+// True when a scanner other than `claimant` reads a file with a passing
+// checksum that starts in [from, to): the pulses a format without a
+// checksum wants to claim are that file's. The scanners look as in the scan
+// (from where each is next worth asking); what they write is undone.
+bool checked_file_within(const ScanContext &scan_ctx, const std::vector<const TapeScanner *> &scanners,
+                         const std::vector<std::size_t> &next_try, std::size_t claimant, std::size_t from,
+                         std::size_t to)
+{
+    ScanContext ctx = scan_ctx;
+    ctx.horizon = to;  // only files that start among the claimed pulses count
+    LoaderMemory learnt_before;
+    if (ctx.learnt != nullptr)
+        learnt_before = *ctx.learnt;
+    std::vector<uint8_t> &info = *ctx.pulse_info;
+    bool found = false;
+    TapeEntry probe;
+    for (std::size_t s = 0; s < scanners.size() && !found; ++s) {
+        if (s == claimant || next_try[s] >= to)
+            continue;
+        std::size_t q = std::max(from, next_try[s]);
+        while (q < to && !found) {
+            probe = TapeEntry();
+            std::size_t retry = q + 1;
+            if (scanners[s]->recognise(ctx, q, probe, retry)) {
+                const std::size_t end = probe.first_pulse + probe.pulse_count;
+                std::fill(info.begin() + long(probe.first_pulse), info.begin() + long(end), uint8_t(0));
+                found = probe.has_checkbyte && probe.checkbyte_pass;
+                q = std::max(end, q + 1);
+            } else {
+                q = std::max(retry, q + 1);
+            }
+        }
+    }
+    if (ctx.learnt != nullptr)
+        *ctx.learnt = learnt_before;
+    return found;
+}
+
 } // namespace
 
 TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options,
@@ -327,7 +398,9 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     scan.pulses = read_pulse_track(file, size);
     const PulseTrack &track = scan.pulses;
     const std::size_t n = track.size();
-    scan.pulse_info.assign(n, 0);
+    scan.pulse_info.reserve(n);
+    advise_huge_pages(scan.pulse_info.data(), n);
+    scan.pulse_info.resize(n, 0);
 
     ScanOptions opts = options;
     opts.tolerance = std::clamp(opts.tolerance, SCAN_TOLERANCE_MIN, SCAN_TOLERANCE_MAX);
@@ -357,7 +430,23 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
     for (std::size_t s = 0; s < scanners.size(); ++s)
         if ((scanners[s]->platforms & platform_bit) == 0)
             next_try[s] = n;
+    // The order in which the scanners are asked: the guide's first, then
+    // the others as given.
+    std::vector<std::size_t> order(scanners.size());
+    std::vector<const TapeScanner *> first;
+    auto set_order = [&] {
+        order.clear();
+        for (const TapeScanner *f : first)
+            for (std::size_t s = 0; s < scanners.size(); ++s)
+                if (scanners[s] == f && std::find(order.begin(), order.end(), s) == order.end())
+                    order.push_back(s);
+        for (std::size_t s = 0; s < scanners.size(); ++s)
+            if (std::find(order.begin(), order.end(), s) == order.end())
+                order.push_back(s);
+    };
+    set_order();
     TapeEntry candidate;
+    std::vector<uint8_t> classes;  // a candidate's pulse classes while others look at its pulses
     std::size_t i = 0;
     while (i < n) {
         if (track.is_silence(i)) {
@@ -371,7 +460,7 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
         }
         bool found = false;
         std::size_t next = n;
-        for (std::size_t s = 0; s < scanners.size(); ++s) {
+        for (const std::size_t s : order) {
             const TapeScanner *scanner = scanners[s];
             if (next_try[s] > i) {
                 next = std::min(next, next_try[s]);
@@ -379,14 +468,36 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
             }
             candidate = TapeEntry();
             std::size_t retry = i + 1;
+            ctx.horizon = i + SEARCH_HORIZON;
             if (scanner->recognise(ctx, i, candidate, retry)) {
+                const std::size_t end = candidate.first_pulse + candidate.pulse_count;
+                if (!candidate.has_checkbyte) {
+                    // The probe writes classes of its own: keep the candidate's.
+                    const auto span_begin = scan.pulse_info.begin() + long(candidate.first_pulse);
+                    classes.assign(span_begin, scan.pulse_info.begin() + long(end));
+                    const bool beaten = checked_file_within(ctx, scanners, next_try, s, i, end);
+                    std::copy(classes.begin(), classes.end(), span_begin);
+                    if (beaten) {
+                        // Another format reads these pulses with its checksum passing.
+                        std::fill(span_begin, scan.pulse_info.begin() + long(end), uint8_t(0));
+                        next_try[s] = end;
+                        next = std::min(next, end);
+                        continue;
+                    }
+                }
                 flush_unrecognized(i);
                 candidate.scanner = scanner;
                 candidate.kind = EntryKind::File;
                 set_offsets(track, candidate);
                 scan.entries.push_back(std::move(candidate));
-                i = scan.entries.back().first_pulse + scan.entries.back().pulse_count;
+                i = end;
                 found = true;
+                if (opts.guide != nullptr) {
+                    const std::vector<const TapeScanner *> before = first;
+                    opts.guide->after_file(scan.entries, first);
+                    if (first != before)
+                        set_order();
+                }
                 break;
             }
             next_try[s] = std::max(retry, i + 1);
@@ -396,10 +507,21 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
             continue;
         if (unrecognized_from == n)
             unrecognized_from = i;
-        // Pulses no scanner can start from; a silence pulse still ends the run.
+        // Pulses no scanner can start from; a silence pulse still ends the
+        // run (only a pulse kept as 0 can be one).
         std::size_t j = i + 1;
-        while (j < next && j < n && !track.is_silence(j))
+        const std::size_t stop = std::min(next, n);
+        while (j < stop) {
+            const void *zero = std::memchr(track.small.data() + j, 0, stop - j);
+            if (zero == nullptr) {
+                j = stop;
+                break;
+            }
+            j = std::size_t(static_cast<const uint8_t *>(zero) - track.small.data());
+            if (track.is_silence(j))
+                break;
             ++j;
+        }
         i = j;
     }
     flush_unrecognized(n);
@@ -438,6 +560,8 @@ TapeScan scan_tape_file(const std::string &path, const ScanOptions &options)
 ScanTotals scan_totals(const TapeScan &scan)
 {
     ScanTotals t;
+    t.data_bytes = scan.file_size > TAP_HEADER_SIZE ? scan.file_size - TAP_HEADER_SIZE : 0;
+    uint64_t counted_to = 0;  // files overlap in debug mode: each byte counts once
     for (const TapeEntry &e : scan.entries) {
         if (e.has_checkbyte) {
             ++t.checksummed;
@@ -445,6 +569,10 @@ ScanTotals scan_totals(const TapeScan &scan)
                 ++t.checksum_ok;
         }
         t.read_errors += e.read_errors;
+        if (e.kind == EntryKind::File && e.end + 1 > std::max<uint64_t>(e.start, counted_to)) {
+            t.recognised_bytes += e.end + 1 - std::max<uint64_t>(e.start, counted_to);
+            counted_to = e.end + 1;
+        }
     }
     return t;
 }

@@ -12,7 +12,10 @@
 //      an overflow mark, and the pulse an overflow mark continues into (the
 //      two are one physical pulse);
 //   2. otherwise each scanner in turn may recognise a file starting there;
-//      the first that does claims the file's pulses;
+//      the first that does claims the file's pulses. A file without a
+//      checksum (a format that has none) is claimed only when no other
+//      scanner reads a file with a passing checksum starting among its
+//      pulses: a checked reading of the same pulses wins;
 //   3. otherwise the pulse is UNRECOGNIZED. Neighbouring unrecognised pulses
 //      form one entry; scanners tell from where it is worth trying again, so
 //      a long leader that leads nowhere is passed over at once.
@@ -142,6 +145,10 @@ struct TapeEntry {
     // " - File ID : %s" with copy_id_text(copy) unless None.
     CopyId copy = CopyId::None;
 
+    // Payload bytes lost in dropouts (the signal gone for a moment), as runs
+    // (offset, count); they stand in the payload as 0 and the copy fails.
+    std::vector<std::pair<std::size_t, std::size_t>> lost_bytes;
+
     // The payload as decoded (header: its 192 bytes; data: the program).
     std::vector<uint8_t> payload;
 
@@ -174,6 +181,16 @@ constexpr int SCAN_TOLERANCE_MIN = 0;
 constexpr int SCAN_TOLERANCE_MAX = 15;
 constexpr int SCAN_TOLERANCE_DEFAULT = 10;
 
+// Which scanners a scan asks first, from a point of the tape on (loader
+// identification: a boot file's loader is asked first up to the next boot
+// file). Every selected scanner is still asked where these find nothing.
+struct ScanGuide {
+    virtual ~ScanGuide() = default;
+    // Called after each file a scanner recognised (entries.back()); may
+    // change `first`, the scanners asked before all others from here on.
+    virtual void after_file(const std::vector<TapeEntry> &entries, std::vector<const TapeScanner *> &first) = 0;
+};
+
 struct ScanOptions {
     int tolerance = SCAN_TOLERANCE_DEFAULT;  // TAP units, clamped to 0..15
     bool require_end_marker = true;          // false: accept CBM blocks without end-of-data marker
@@ -189,6 +206,8 @@ struct ScanOptions {
     const LoaderMemory *remembered = nullptr;
     // Loader patch files (Visiload's) go to the PRG files too.
     bool extract_loader_patches = false;
+    // Who decides which scanners are asked first; null: the given order.
+    ScanGuide *guide = nullptr;
 };
 
 // What an ideal tape has at a pulse: the class the recognising scanner gave it.
@@ -208,6 +227,10 @@ struct ScanContext {
     const std::vector<TapeEntry> *entries = nullptr;  // entries found so far, in tape order
     std::vector<uint8_t> *pulse_info = nullptr;       // one byte per pulse (see PULSE_CLASS_MASK)
     LoaderMemory *learnt = nullptr;                   // what scanners learn from boot files
+    // A scanner searching ahead for the start of a file looks no farther
+    // than this pulse (a start found later is looked for again later): the
+    // pulses another scanner claims meanwhile are never searched through.
+    std::size_t horizon = SIZE_MAX;
 };
 
 // The machines a scanner reads tapes of (bits of TapeScanner::platforms,
@@ -275,13 +298,23 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
 // Reads the file at `path` and scans it with the built-in scanners.
 TapeScan scan_tape_file(const std::string &path, const ScanOptions &options = ScanOptions());
 
-// The tape-wide results of the report's "Checksum test" and "Read test" lines.
+// The tape-wide results of the report's "Checksum test" and "Read test"
+// lines. A pass means something was checked: a tape with no checksummed
+// file (nothing recognised, or only formats without a checksum) does not
+// pass the checksum test.
 struct ScanTotals {
     unsigned checksummed = 0;  // entries with a checkbyte
     unsigned checksum_ok = 0;  // ... that passed
     unsigned read_errors = 0;  // over all entries
-    bool checksum_pass() const { return checksum_ok == checksummed; }
+    uint64_t data_bytes = 0;        // the tape's bytes after its header
+    uint64_t recognised_bytes = 0;  // ... in files (each byte once)
+    bool checksum_pass() const { return checksummed > 0 && checksum_ok == checksummed; }
     bool read_pass() const { return read_errors == 0; }
+    // Percent of the tape's data in recognised files (0 for an empty tape).
+    double recognised_percent() const
+    {
+        return data_bytes == 0 ? 0.0 : 100.0 * double(recognised_bytes) / double(data_bytes);
+    }
 };
 ScanTotals scan_totals(const TapeScan &scan);
 

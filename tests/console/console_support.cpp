@@ -259,9 +259,19 @@ void expect_consistent_report(const std::string &report_path, const std::string 
         if (e.read_errors)
             read_errors += std::stoi(*e.read_errors);
     }
+    // A pass means something was checked.
     EXPECT_EQ(report_value(text, "Checksum test     : "),
-              std::string(ok == checksummed ? "PASS" : "FAIL") + " - " + std::to_string(ok) + " of " +
-                  std::to_string(checksummed) + " checksummed files OK");
+              checksummed == 0 ? std::string("FAIL - no file with a checksum was found")
+                               : std::string(ok == checksummed ? "PASS" : "FAIL") + " - " + std::to_string(ok) +
+                                     " of " + std::to_string(checksummed) + " checksummed files OK");
+    // The recognised share is the files' share of the bytes after the header.
+    long long in_files = 0;
+    for (const ReportEntry &e : r.entries)
+        if (e.type != "PAUSE" && e.type != "UNRECOGNIZED")
+            in_files += (long long)e.end + 1 - (long long)e.start;
+    double share = -1;
+    std::sscanf(report_value(text, "Recognised  : ").c_str(), "%lf", &share);
+    EXPECT_NEAR(share, size > 20 ? 100.0 * double(in_files) / double(size - 20) : 0.0, 0.05);
     EXPECT_EQ(report_value(text, "Read test         : ").substr(0, 4 + 3 + std::to_string(read_errors).size()),
               std::string(read_errors == 0 ? "PASS" : "FAIL") + " - " + std::to_string(read_errors));
 }

@@ -211,13 +211,14 @@ TEST_F(ConsoleTest, NoPassingCopyWritesTheFirstCopyAsBad)
 TEST_F(ConsoleTest, PrgNamesAreSanitisedAndFilesNotWrittenByTheProgramStay)
 {
     const std::string tape =
+        // A nameless program is named by its format and load address.
         mktap("names.tap", {{"A/B*C?", make_prg(0x0801, 20, 7)}, {"", make_prg(0x2000, 20, 8)},
                             {"x-y_z.1", make_prg(0x3000, 20, 9)}});
     ASSERT_EQ(g_mkdir((bin + "/prg").c_str(), 0700), 0);
     write_bytes(bin + "/prg/old.prg", {1, 8, 0});
     write_bytes(bin + "/prg/keep.txt", {1});
     ASSERT_EQ(run({"-doprg", "-t", tape}).status, 0);
-    EXPECT_EQ(prg_files(), (std::vector<std::string>{"004-A_B_C_.prg", "010-noname.prg", "016-X-Y_Z.1.prg",
+    EXPECT_EQ(prg_files(), (std::vector<std::string>{"004-A_B_C_.prg", "010-CBM-2000.prg", "016-X-Y_Z.1.prg",
                                                      "keep.txt", "old.prg"}));
     EXPECT_EQ(read_bytes(bin + "/prg/old.prg"), (Bytes{1, 8, 0}));
 }

@@ -1,6 +1,9 @@
-// IRQTape files written pulse by pulse, not by the loader's encoder: plain
-// and run-length coded data (runs of 256, the escape byte in the data), the
-// header's own XOR, files cut short, and the encoder choosing the coding.
+// IRQTape files written pulse by pulse as mastering tools write them, not by
+// the loader's encoder: the $C3 $FF lead-in, gapless blocks with none to a
+// few $FF bytes between them, the header XOR that takes in $AA, data of
+// end - start bytes whatever the header's other byte says, run-length coded
+// blocks, blocks cut short or failing, off-speed tapes and the spread of
+// pulses a real C64 writes.
 #include "core/cbmscan.h"
 #include "core/loaders/all.h"
 #include "loader_testing.h"
@@ -13,166 +16,360 @@ namespace {
 
 constexpr turbo::Format IRQ_PULSES{384, 0x20, 0x40, turbo::BitOrder::MsbFirst};
 
-struct IrqFile {
+struct IrqBlock {
     uint16_t load = 0x0801;
-    uint16_t end = 0;     // load + decoded size when 0
-    std::size_t size = 0;  // decoded size
-    Bytes stored;          // the bytes on the tape after the header
+    Bytes data;             // decoded
+    Bytes stored;           // on the tape after the header; the data when empty
     bool coded = false;
     uint8_t name = 'A';
-    int header_xor = -1;
-    int checksum = -1;
-    bool cut = false;  // no checksum, silence right after the stored bytes
-    double speed = 1.0;
+    uint8_t other = 8;      // the header byte between the addresses
+    int header_xor = -1;    // the right one when -1
+    bool xor_without_aa = false;
+    int checksum = -1;      // the right one when -1
+    int spoil = -1;         // index into the bytes from $C3 on to replace with `spoilt`
+    uint8_t spoilt = 0;
+    bool cut = false;       // stop after `stored`: no checksum, silence follows
+    std::size_t fill_before = 0;  // $FF bytes before its $C3
 };
 
+// Bytes written MSB first at IRQTape's pulse lengths, optionally scaled
+// and spread as a real machine writes them.
 class HandTape : public HandTapeBase {
 public:
-    void file(const IrqFile &f)
+    double speed = 1.0;
+    int jitter = 0;
+
+    void byte(uint8_t v)
     {
-        turbo::Format pulses = IRQ_PULSES;
-        pulses.ideal0 = uint8_t(pulses.ideal0 * f.speed + 0.5);
-        pulses.ideal1 = uint8_t(pulses.ideal1 * f.speed + 0.5);
-        turbo::Writer w(tap, pulses);
-        w.repeat_byte(0xFF, 300);
-        w.bytes({0xC3, 0xAA});
-        const uint16_t end = f.end != 0 ? f.end : uint16_t(f.load + f.size);
-        Bytes header = {0xF0,          f.coded ? uint8_t(0xB7) : uint8_t(0x96), f.name, uint8_t(f.load),
-                        uint8_t(f.load >> 8), uint8_t((f.size + 255) / 256), uint8_t(end), uint8_t(end >> 8)};
-        header.push_back(f.header_xor >= 0 ? uint8_t(f.header_xor) : turbo::xor_of(header.data(), header.size()));
-        w.bytes(header);
-        w.bytes(f.stored);
-        if (!f.cut) {
-            w.byte(f.checksum >= 0 ? uint8_t(f.checksum) : turbo::xor_of(f.stored.data(), f.stored.size()));
-            w.zeros(30);
+        for (int k = 7; k >= 0; --k)
+            pulse((v >> k) & 1 ? IRQ_PULSES.ideal1 : IRQ_PULSES.ideal0);
+    }
+    void bytes(const Bytes &values)
+    {
+        for (uint8_t v : values)
+            byte(v);
+    }
+    void lead_in(std::size_t pairs)
+    {
+        for (std::size_t k = 0; k < pairs; ++k)
+            bytes({0xC3, 0xFF});
+    }
+    void block(const IrqBlock &b)
+    {
+        for (std::size_t k = 0; k < b.fill_before; ++k)
+            byte(0xFF);
+        const uint16_t end = uint16_t(b.load + b.data.size());
+        Bytes header = {0xF0, b.coded ? uint8_t(0xB7) : uint8_t(0x96), b.name, uint8_t(b.load),
+                        uint8_t(b.load >> 8), b.other, uint8_t(end), uint8_t(end >> 8)};
+        const uint8_t right = uint8_t((b.xor_without_aa ? 0 : 0xAA) ^ turbo::xor_of(header.data(), header.size()));
+        header.push_back(b.header_xor >= 0 ? uint8_t(b.header_xor) : right);
+        Bytes start = {0xC3, 0xAA};
+        start.insert(start.end(), header.begin(), header.end());
+        if (b.spoil >= 0)
+            start[std::size_t(b.spoil)] = b.spoilt;
+        bytes(start);
+        const Bytes &stored = b.stored.empty() ? b.data : b.stored;
+        bytes(stored);
+        if (!b.cut)
+            byte(b.checksum >= 0 ? uint8_t(b.checksum) : turbo::xor_of(stored.data(), stored.size()));
+    }
+    // A file as mastering tools write it: lead-in, then one block per page.
+    void file(uint16_t load, const Bytes &data, uint8_t name = 'A', std::size_t lead_pairs = 64)
+    {
+        lead_in(lead_pairs);
+        for (std::size_t at = 0, k = 0; at < data.size(); at += 256, ++k) {
+            IrqBlock b;
+            b.load = uint16_t(load + at);
+            b.data = Bytes(data.begin() + long(at), data.begin() + long(std::min(at + 256, data.size())));
+            b.name = name;
+            b.fill_before = k % 4;
+            block(b);
         }
+        for (int k = 0; k < 3; ++k)
+            byte(0xFF);
+    }
+
+private:
+    uint32_t x = 99;
+    void pulse(uint8_t ideal)
+    {
+        x = x * 1103515245u + 12345u;
+        const int shift = jitter > 0 ? int((x >> 16) % unsigned(2 * jitter + 1)) - jitter : 0;
+        tap.push_back(uint8_t(int(ideal * speed + 0.5) + shift));
     }
 };
 
+std::vector<const TapeEntry *> irq_files(const TapeScan &scan) { return entries_of(scan, LOADER_IRQTAPE.scanner); }
+
 } // namespace
 
-TEST(IrqTapeScanner, PlainDataWithNameAndAddresses)
+TEST(IrqTapeScanner, AFileOfGaplessBlocksAfterItsLeadInIsOneEntry)
 {
     HandTape t;
-    IrqFile f;
-    f.stored = data_of(600, 1);
-    f.size = 600;
-    f.name = 'G';
-    t.file(f);
+    const Bytes data = data_of(1000, 1);
+    t.file(0x0801, data, 'G');
+    t.pause();
     const TapeScan scan = t.scan();
-    const std::vector<const TapeEntry *> files = entries_of(scan, LOADER_IRQTAPE.scanner);
+    const std::vector<const TapeEntry *> files = irq_files(scan);
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0]->type, IRQTAPE_TYPE);
     EXPECT_EQ(files[0]->name, "G");
     EXPECT_EQ(files[0]->load_address, 0x0801);
-    EXPECT_EQ(files[0]->end_address, 0x0801 + 600);
-    EXPECT_EQ(files[0]->block_type, 3);  // pages
-    EXPECT_EQ(files[0]->payload, f.stored);
+    EXPECT_EQ(files[0]->end_address, 0x0801 + 1000);
+    EXPECT_EQ(files[0]->block_type, 4);  // blocks
+    EXPECT_EQ(files[0]->payload, data);
     EXPECT_TRUE(files[0]->checkbyte_pass);
     EXPECT_EQ(files[0]->read_errors, 0u);
-    // Inner start at the header's $F0, inner end at the checksum.
-    EXPECT_EQ(files[0]->inner_start_pulse, std::size_t(300 + 2) * 8);
-    EXPECT_EQ(files[0]->inner_end_pulse, std::size_t(300 + 2 + 9 + 600) * 8);
+    // The lead-in belongs to the file; inner start at the first header's $F0.
+    EXPECT_EQ(files[0]->first_pulse, 0u);
+    EXPECT_EQ(files[0]->inner_start_pulse, std::size_t(64 * 2 + 2) * 8);
+    // Nothing of the file is left unrecognised.
+    EXPECT_EQ(scan.entries.size(), 2u);
 }
 
-TEST(IrqTapeScanner, RunLengthCodedData)
+TEST(IrqTapeScanner, TheHeaderXorTakesInAaAndWithoutItThereIsNoBlock)
+{
+    HandTape t;
+    IrqBlock without;
+    without.data = data_of(100, 2);
+    without.xor_without_aa = true;
+    IrqBlock with;
+    with.data = data_of(100, 3);
+    t.lead_in(8);
+    t.block(without);
+    t.pause();
+    t.lead_in(8);
+    t.block(with);
+    t.pause();
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> files = irq_files(scan);
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0]->payload, with.data);
+    EXPECT_TRUE(files[0]->checkbyte_pass);
+}
+
+TEST(IrqTapeScanner, TheDataAreEndMinusStartBytesWhateverTheOtherHeaderByteSays)
+{
+    for (const uint8_t other : {uint8_t(0), uint8_t(1), uint8_t(8), uint8_t(0xFF)}) {
+        SCOPED_TRACE(int(other));
+        HandTape t;
+        IrqBlock b;
+        b.data = data_of(63, 4);
+        b.other = other;
+        t.lead_in(8);
+        t.block(b);
+        t.pause();
+        const TapeScan scan = t.scan();
+        const std::vector<const TapeEntry *> files = irq_files(scan);
+        ASSERT_EQ(files.size(), 1u);
+        EXPECT_EQ(files[0]->payload, b.data);
+        EXPECT_EQ(files[0]->size, 63u);
+        EXPECT_TRUE(files[0]->checkbyte_pass);
+    }
+}
+
+TEST(IrqTapeScanner, ABlockIsFoundByItsStartWithoutAnyLeadIn)
+{
+    HandTape t;
+    IrqBlock b;
+    b.load = 0xC000;
+    b.data = data_of(256, 5);
+    t.block(b);
+    t.pause();
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> files = irq_files(scan);
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0]->first_pulse, 0u);
+    EXPECT_EQ(files[0]->payload, b.data);
+    EXPECT_TRUE(files[0]->checkbyte_pass);
+}
+
+TEST(IrqTapeScanner, OneFailingBlockFailsTheFileAndTheBlocksAfterItStillCount)
+{
+    HandTape t;
+    t.lead_in(16);
+    Bytes all;
+    for (int k = 0; k < 3; ++k) {
+        IrqBlock b;
+        b.load = uint16_t(0x2000 + 256 * k);
+        b.data = data_of(256, 10 + k);
+        if (k == 1)
+            b.checksum = turbo::xor_of(b.data.data(), b.data.size()) ^ 0x40;
+        b.fill_before = k == 2 ? 2 : 0;
+        t.block(b);
+        all.insert(all.end(), b.data.begin(), b.data.end());
+    }
+    t.pause();
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> files = irq_files(scan);
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0]->payload, all);
+    EXPECT_FALSE(files[0]->checkbyte_pass);
+    // The values of the failing block.
+    const Bytes second = data_of(256, 11);
+    EXPECT_EQ(files[0]->checkbyte_computed, turbo::xor_of(second.data(), second.size()));
+    EXPECT_EQ(files[0]->checkbyte_on_tape, uint8_t(files[0]->checkbyte_computed ^ 0x40));
+}
+
+TEST(IrqTapeScanner, ABlockThatDoesNotContinueTheAddressesOrTheNameStartsAnotherFile)
+{
+    HandTape t;
+    t.lead_in(16);
+    IrqBlock a, b, c;
+    a.load = 0x1000;
+    a.data = data_of(256, 20);
+    b.load = 0x3000;  // not 0x1100
+    b.data = data_of(256, 21);
+    c.load = 0x3100;
+    c.data = data_of(100, 22);
+    c.name = 'Z';
+    t.block(a);
+    t.block(b);
+    t.block(c);
+    t.pause();
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> files = irq_files(scan);
+    ASSERT_EQ(files.size(), 3u);
+    EXPECT_EQ(files[0]->load_address, 0x1000);
+    EXPECT_EQ(files[1]->load_address, 0x3000);
+    EXPECT_EQ(files[2]->name, "Z");
+    // Gapless: the three entries touch.
+    EXPECT_EQ(files[1]->first_pulse, files[0]->first_pulse + files[0]->pulse_count);
+    EXPECT_EQ(files[2]->first_pulse, files[1]->first_pulse + files[1]->pulse_count);
+    for (const TapeEntry *e : files)
+        EXPECT_TRUE(e->checkbyte_pass);
+}
+
+TEST(IrqTapeScanner, ABadSpotInABlocksStartOrHeaderFailsTheFileButDoesNotEndIt)
+{
+    // Spoilt: block 1's $AA, block 2's name byte, block 3's end address.
+    struct Spot {
+        int block, at;
+        uint8_t value;
+    };
+    for (const Spot spot : {Spot{1, 1, 0xAB}, Spot{2, 4, 'Q'}, Spot{3, 9, 0x77}}) {
+        SCOPED_TRACE(spot.block);
+        HandTape t;
+        t.lead_in(16);
+        Bytes all;
+        for (int k = 0; k < 5; ++k) {
+            IrqBlock b;
+            b.load = uint16_t(0x3000 + 256 * k);
+            b.data = data_of(256, 80 + k);
+            if (k == spot.block) {
+                b.spoil = spot.at;
+                b.spoilt = spot.value;
+            }
+            t.block(b);
+            all.insert(all.end(), b.data.begin(), b.data.end());
+        }
+        t.pause();
+        const TapeScan scan = t.scan();
+        const std::vector<const TapeEntry *> files = irq_files(scan);
+        ASSERT_EQ(files.size(), 1u);
+        EXPECT_EQ(files[0]->payload, all);
+        EXPECT_FALSE(files[0]->checkbyte_pass);
+        EXPECT_EQ(files[0]->block_type, 5);
+    }
+}
+
+TEST(IrqTapeScanner, RunLengthCodedBlock)
 {
     // Escape $E5: a run of 300 zeros as 256 + 44, the escape byte itself,
     // plain bytes between.
     HandTape t;
-    IrqFile f;
-    f.coded = true;
-    f.stored = {0xE5, 0x01, 0x02, 0xE5, 0x00, 0x00, 0xE5, 44, 0x00, 0x03, 0xE5, 0x01, 0xE5, 0x04, 0xE5, 5, 0x77};
-    Bytes decoded = {0x01, 0x02};
-    decoded.insert(decoded.end(), 300, 0x00);
-    decoded.insert(decoded.end(), {0x03, 0xE5, 0x04});
-    decoded.insert(decoded.end(), 5, 0x77);
-    f.size = decoded.size();
-    f.load = 0x4000;
-    t.file(f);
+    IrqBlock b;
+    b.coded = true;
+    b.stored = {0xE5, 0x01, 0x02, 0xE5, 0x00, 0x00, 0xE5, 44, 0x00, 0x03, 0xE5, 0x01, 0xE5, 0x04, 0xE5, 5, 0x77};
+    b.data = {0x01, 0x02};
+    b.data.insert(b.data.end(), 300, 0x00);
+    b.data.insert(b.data.end(), {0x03, 0xE5, 0x04});
+    b.data.insert(b.data.end(), 5, 0x77);
+    b.load = 0x4000;
+    t.lead_in(8);
+    t.block(b);
+    t.pause();
     const TapeScan scan = t.scan();
-    const std::vector<const TapeEntry *> files = entries_of(scan, LOADER_IRQTAPE.scanner);
+    const std::vector<const TapeEntry *> files = irq_files(scan);
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(files[0]->payload, decoded);
-    EXPECT_EQ(files[0]->size, decoded.size());
+    EXPECT_EQ(files[0]->payload, b.data);
     // The checksum is over the coded bytes, as they stand on the tape.
     EXPECT_TRUE(files[0]->checkbyte_pass);
-    EXPECT_EQ(files[0]->checkbyte_on_tape, turbo::xor_of(f.stored.data(), f.stored.size()));
-    ASSERT_EQ(files[0]->loaded.size(), 1u);
-    EXPECT_EQ(files[0]->loaded[0].load, 0x4000);
+    EXPECT_EQ(files[0]->checkbyte_on_tape, turbo::xor_of(b.stored.data(), b.stored.size()));
 }
 
-TEST(IrqTapeScanner, AWrongHeaderXorIsNoFileAndAWrongChecksumFails)
+TEST(IrqTapeScanner, ABlockCutShortKeepsItsBytesAndFails)
 {
     HandTape t;
-    IrqFile bad_header;
-    bad_header.stored = data_of(100, 2);
-    bad_header.size = 100;
-    bad_header.header_xor = 0x00;
-    IrqFile bad_data;
-    bad_data.stored = data_of(100, 3);
-    bad_data.size = 100;
-    bad_data.checksum = turbo::xor_of(bad_data.stored.data(), 100) ^ 0x01;
-    t.file(bad_header);
+    IrqBlock b;
+    b.data = data_of(256, 6);
+    b.stored = Bytes(b.data.begin(), b.data.begin() + 150);
+    b.cut = true;
+    t.lead_in(8);
+    t.block(b);
     t.pause();
-    t.file(bad_data);
     const TapeScan scan = t.scan();
-    const std::vector<const TapeEntry *> files = entries_of(scan, LOADER_IRQTAPE.scanner);
+    const std::vector<const TapeEntry *> files = irq_files(scan);
     ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(files[0]->payload, bad_data.stored);
+    EXPECT_EQ(files[0]->payload, b.stored);
+    EXPECT_EQ(files[0]->end_address, 0x0801 + 256);
     EXPECT_FALSE(files[0]->checkbyte_pass);
 }
 
-TEST(IrqTapeScanner, AFileCutShortKeepsItsBytesAndFails)
+TEST(IrqTapeScanner, TapesWrittenByARealMachineOffSpeedAndSpreadRead)
 {
-    HandTape t;
-    IrqFile f;
-    f.stored = data_of(150, 4);
-    f.size = 400;
-    f.cut = true;
-    t.file(f);
-    t.pause();
-    const TapeScan scan = t.scan();
-    const std::vector<const TapeEntry *> files = entries_of(scan, LOADER_IRQTAPE.scanner);
-    ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(files[0]->payload, f.stored);
-    EXPECT_EQ(files[0]->end_address, 0x0801 + 400);
-    EXPECT_FALSE(files[0]->checkbyte_pass);
-}
-
-TEST(IrqTapeScanner, OffSpeedFilesCalibrateFromTheirPilotOfOnes)
-{
-    for (const double speed : {0.9, 1.1}) {
+    for (const double speed : {0.9, 0.95, 1.0, 1.05, 1.1}) {
         SCOPED_TRACE(speed);
         HandTape t;
-        IrqFile f;
-        f.stored = data_of(500, 5);
-        f.size = 500;
-        f.speed = speed;
-        t.file(f);
+        t.speed = speed;
+        t.jitter = 2;
+        const Bytes data = data_of(3000, 7);
+        t.file(0x0801, data);
+        t.pause();
+        t.file(0x4000, data_of(500, 8), 'B', 3);
+        t.pause();
         const TapeScan scan = t.scan();
-        const std::vector<const TapeEntry *> files = entries_of(scan, LOADER_IRQTAPE.scanner);
-        ASSERT_EQ(files.size(), 1u);
-        EXPECT_EQ(files[0]->payload, f.stored);
-        EXPECT_TRUE(files[0]->checkbyte_pass);
-        EXPECT_EQ(files[0]->read_errors, 0u);
+        const std::vector<const TapeEntry *> files = irq_files(scan);
+        ASSERT_EQ(files.size(), 2u);
+        EXPECT_EQ(files[0]->payload, data);
+        EXPECT_EQ(files[1]->payload, data_of(500, 8));
+        for (const TapeEntry *e : files) {
+            EXPECT_TRUE(e->checkbyte_pass);
+            EXPECT_EQ(e->read_errors, 0u);
+        }
     }
 }
 
-TEST(IrqTapeEncoder, ProgramsWithRunsAreCodedAndComeBackWhole)
+TEST(IrqTapeScanner, ALeadInOfAnotherFileAfterATrailerStartsItsOwnEntry)
+{
+    HandTape t;
+    t.file(0x1000, data_of(300, 30), 'A');
+    t.file(0x5000, data_of(300, 31), 'B');  // no pause between the two
+    t.pause();
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> files = irq_files(scan);
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_EQ(files[1]->name, "B");
+    EXPECT_EQ(files[1]->first_pulse, files[0]->first_pulse + files[0]->pulse_count);
+    // The second file's lead-in is its own: its entry starts with a $C3.
+    const std::size_t lead = files[1]->inner_start_pulse - files[1]->first_pulse;
+    EXPECT_EQ(lead, std::size_t(64 * 2 + 2) * 8);
+}
+
+TEST(IrqTapeEncoder, WritesTheMasteredShapeAndProgramsComeBackWhole)
 {
     PrgInput sparse = program("SPARSE", 0x2000, 0, 1);
     for (int i = 0; i < 3000; ++i)
         sparse.bytes.push_back(i % 500 < 450 ? 0x00 : uint8_t(i * 7));
-    sparse.bytes.push_back(0x00);  // the escape byte is the rarest: make every value appear
     const PrgInput noisy = program("N", 0xC000, 800, 2);
     const Bytes tap = encode(LOADER_IRQTAPE, {sparse, noisy});
     const TapeScan scan = scan_tape(tap.data(), tap.size());
-    const std::vector<const TapeEntry *> files = entries_of(scan, LOADER_IRQTAPE.scanner);
+    const std::vector<const TapeEntry *> files = irq_files(scan);
     ASSERT_EQ(files.size(), 2u);
-    // The coded file is far shorter on the tape than its 3001 bytes.
-    EXPECT_LT(files[0]->inner_end_pulse - files[0]->inner_start_pulse, std::size_t(1000 * 8));
-    EXPECT_GT(files[1]->inner_end_pulse - files[1]->inner_start_pulse, std::size_t(800 * 8));
+    EXPECT_EQ(files[0]->block_type, 12);  // 3000 bytes: 12 blocks of a page at most
+    EXPECT_EQ(files[1]->block_type, 4);
+    // Coded blocks make the sparse file far shorter on the tape than its 3000 bytes.
+    EXPECT_LT(files[0]->inner_end_pulse - files[0]->inner_start_pulse, std::size_t(1500 * 8));
     EXPECT_EQ(files[0]->name, "S");
     const std::vector<Bytes> back = loaded_programs(scan, LOADER_IRQTAPE.scanner);
     ASSERT_EQ(back.size(), 2u);
@@ -180,4 +377,9 @@ TEST(IrqTapeEncoder, ProgramsWithRunsAreCodedAndComeBackWhole)
     EXPECT_EQ(back[1], noisy.bytes);
     for (const TapeEntry *e : files)
         EXPECT_TRUE(e->checkbyte_pass);
+    // The lead-in: $C3 $FF pairs after the boot file's pause (MSB first).
+    const std::size_t at = files[1]->first_pulse;
+    const Bytes lead = {0xC3, 0xFF, 0xC3, 0xFF};
+    for (std::size_t k = 0; k < 32; ++k)
+        EXPECT_EQ(scan.pulses.units(at + k) > 0x30, ((lead[k / 8] >> (7 - k % 8)) & 1) != 0) << k;
 }

@@ -162,7 +162,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_plausible_byte_pilot(track, index, FORMAT, PILOT, true, pilot, retry))
+    if (!find_plausible_byte_pilot(track, index, FORMAT, PILOT, true, pilot, retry, ctx.horizon))
         return false;
     const BitReader reader(track, pilot.threshold, FORMAT.order);
     std::vector<PageBlock> chain(1);

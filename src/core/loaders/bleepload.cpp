@@ -69,14 +69,15 @@ struct PilotAt {
     ClassMeans means;
 };
 
-bool find_pilot(const PulseTrack &track, std::size_t from, PilotAt &found, std::size_t &retry)
+bool find_pilot(const PulseTrack &track, std::size_t from, PilotAt &found, std::size_t &retry,
+                std::size_t until = SIZE_MAX)
 {
     const BitReader reader(track, units_of_cycles(FORMAT.threshold_cycles), FORMAT.order);
     const std::size_t n = reader.size();
     // Only where 8 * PILOT_MIN_BYTES pulses repeat the pulse 8 before them
     // can a pilot end: the stretches where they do are read pulse by pulse.
     std::size_t begin = 0, end = 0, searched = from;
-    while (next_repeating_stretch(reader, searched, 8 * (PILOT_MIN_BYTES - 1), {}, begin, end)) {
+    while (next_repeating_stretch(reader, searched, 8 * (PILOT_MIN_BYTES - 1), {}, begin, end, until)) {
         searched = end;
         std::size_t valid = 0;  // bit pulses in a row up to q
         std::size_t run = 0;    // pulses in a row equal to the one 8 before
@@ -121,7 +122,7 @@ bool find_pilot(const PulseTrack &track, std::size_t from, PilotAt &found, std::
             return true;
         }
     }
-    retry = std::max(n, from + 1);
+    retry = retry_after_search(from, until, n);
     return false;
 }
 
@@ -148,7 +149,8 @@ uint32_t next_load(const PulseTrack &track, std::size_t q)
         ++q;
     PilotAt pilot;
     std::size_t ignored = 0;
-    if (q >= track.size() || !find_pilot(track, q, pilot, ignored))
+    // It follows at once: a search of a few hundred bytes is enough.
+    if (q >= track.size() || !find_pilot(track, q, pilot, ignored, q + 8192))
         return NONE;
     const BitReader reader(track, pilot.threshold, FORMAT.order);
     std::vector<uint8_t> header;
@@ -183,7 +185,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotAt pilot;
-    if (!find_pilot(track, index, pilot, retry))
+    if (!find_pilot(track, index, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.header;
     const BitReader reader(track, pilot.threshold, FORMAT.order);

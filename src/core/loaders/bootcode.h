@@ -7,9 +7,13 @@
 //     threshold is the latch minus $200 cycles;
 //   - a one-shot timer, read as LDA $DD0D (or $DC0D) / LSR / LSR: the
 //     threshold is the latch.
-// The latch is written as LDA/LDX/LDY #value then STA/STX/STY to the timer's
-// low and high registers ($DC04/$DC05 or $DD04/$DD05). Every byte position
-// is looked at (no disassembly), so code hidden behind data is found too.
+// The latch is written as LDA/LDX/LDY #value, then (a few instructions on,
+// as real loaders write it) STA/STX/STY to a timer's low and high registers
+// ($DC04-$DC07, $DD04-$DD07); a control register written with the one-shot
+// bit tells a one-shot timer too, and an interrupt register read masked with
+// AND #1 or #2 is a one-shot bit read as well. The compares are the
+// operands of CMP, CPX and CPY #imm. Every byte position is looked at (no
+// disassembly), so code hidden behind data is found too.
 #pragma once
 
 #include <cstddef>

@@ -24,7 +24,10 @@
 // without its boot file, or one whose code says nothing readable, is read
 // with the variables an earlier run learnt from a boot file (when they were
 // kept, see loadermemory.h), then with the known pilot/sync pairs in both
-// bit orders; the sync byte after the pilot decides between them.
+// bit orders; the sync byte after the pilot decides between them. With no
+// checksum to stop it, a file is taken only when its pilot's pulses fit
+// Burner's lengths and ratio, and - with only the known pairs to go by - when
+// its pilot is at least 64 bytes long.
 #include "core/loaders/all.h"
 #include "core/loaders/turbo.h"
 
@@ -44,6 +47,10 @@ constexpr char LOADER_ID[] = "burner";
 constexpr uint16_t THRESHOLD_CYCLES = 384;
 constexpr uint8_t IDEAL0 = 0x22, IDEAL1 = 0x42;
 constexpr std::size_t PILOT_MIN_BYTES = 8;
+// Without a boot file (or kept variables) that tells the pilot, only the
+// known pilots are tried, and a file must then show a pilot long enough
+// not to be a few bytes of another format's data.
+constexpr std::size_t UNTOLD_PILOT_MIN_BYTES = 64;
 constexpr std::size_t HEADER_BYTES = 4;
 constexpr std::size_t TRAILER_LIMIT = 4096;
 constexpr std::size_t PILOT_WRITTEN = 192;
@@ -59,6 +66,7 @@ constexpr uint8_t ROL_ZP = 0x26, ROL_ABS = 0x2E, ROR_ZP = 0x66, ROR_ABS = 0x6E;
 struct Variant {
     uint8_t pilot, sync;
     BitOrder order;
+    bool told = false;  // by the boot file or by kept variables
 };
 
 constexpr Variant KNOWN[] = {{0xE3, 0xED, BitOrder::MsbFirst}, {0x96, 0xAD, BitOrder::MsbFirst}};
@@ -145,7 +153,7 @@ BootParams read_params(const uint8_t *code, std::size_t size, const std::string 
 {
     BootParams params;
     const int order = code != nullptr ? rotate_order(code, size) : 0;
-    auto add = [&](uint8_t pilot, uint8_t sync, int which) {
+    auto add = [&](uint8_t pilot, uint8_t sync, int which, bool told) {
         for (const BitOrder o : {BitOrder::MsbFirst, BitOrder::LsbFirst}) {
             if (which == 1 && o != BitOrder::MsbFirst)
                 continue;
@@ -155,7 +163,7 @@ BootParams read_params(const uint8_t *code, std::size_t size, const std::string 
                 return v.pilot == pilot && v.sync == sync && v.order == o;
             });
             if (!seen)
-                params.variants.push_back({pilot, sync, o});
+                params.variants.push_back({pilot, sync, o, told});
         }
     };
     // Code that sets another loader's threshold and not this one's is no
@@ -173,7 +181,7 @@ BootParams read_params(const uint8_t *code, std::size_t size, const std::string 
             const uint8_t pilot = compares[k], sync = compares[k + 1];
             if (pilot == sync || pilot == 0x00 || pilot == 0xFF)
                 continue;
-            add(pilot, sync, order);
+            add(pilot, sync, order, true);
             if (pairs == 0)
                 params.learnt = variant_text(params.variants.front(), order != 0);
             ++pairs;
@@ -184,9 +192,9 @@ BootParams read_params(const uint8_t *code, std::size_t size, const std::string 
     uint8_t pilot = 0, sync = 0;
     int which = 0;
     if (code == nullptr && remembered != nullptr && variant_from_text(*remembered, pilot, sync, which))
-        add(pilot, sync, which);
+        add(pilot, sync, which, true);
     for (const Variant &v : KNOWN)
-        add(v.pilot, v.sync, 0);
+        add(v.pilot, v.sync, 0, false);
     return params;
 }
 
@@ -262,7 +270,7 @@ bool pilot_at(const BitReader &reader, std::size_t q, uint8_t pilot)
 // looks again only after that run, so the pass stays linear. Same result
 // and retry contract as find_byte_pilot.
 bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Variant> &variants, Found &found,
-                std::size_t &retry)
+                std::size_t &retry, std::size_t until = SIZE_MAX)
 {
     const double nominal = units_of_cycles(THRESHOLD_CYCLES);
     const BitReader msb_reader(track, nominal, BitOrder::MsbFirst);
@@ -279,7 +287,8 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
     for (const Variant &v : variants)
         pilot_values.push_back(v.pilot);
     std::size_t begin = 0, stretch_end = 0, searched = from;
-    while (next_repeating_stretch(msb_reader, searched, 8 * (PILOT_MIN_BYTES - 1), pilot_values, begin, stretch_end)) {
+    while (next_repeating_stretch(msb_reader, searched, 8 * (PILOT_MIN_BYTES - 1), pilot_values, begin, stretch_end,
+                                  until)) {
         searched = stretch_end;
         unsigned msb = 0, lsb = 0, valid = 0;
         const std::size_t first = std::max(from, begin >= 8 ? begin - 8 : 0);
@@ -311,15 +320,16 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
                     ++count;
                 }
                 skip_until[k] = end;  // a later start in this run has fewer bytes
-                if (count < PILOT_MIN_BYTES)
+                if (count < (v.told ? PILOT_MIN_BYTES : UNTOLD_PILOT_MIN_BYTES))
                     continue;
+                // No checksum: the pilot's pulses must be Burner's.
                 const Format format = format_of(v.order);
                 const ClassMeans means = class_means(track, aligned, end, nominal);
                 if (!plausible_speed(means, format))
                     continue;
                 const double threshold = calibrated_threshold(means, format);
                 const BitReader calibrated(track, threshold, v.order);
-                if (!calibrated.byte(end, value) || value != v.sync)
+                if (!calibrated.byte(end, value) || value != v.sync || !pulses_fit(track, aligned, end, nominal, format))
                     continue;
                 const std::size_t lead = std::min<std::size_t>(aligned - std::max(run_start, from), 7);
                 if (aligned - lead > from) {
@@ -336,7 +346,7 @@ bool find_pilot(const PulseTrack &track, std::size_t from, const std::vector<Var
             }
         }
     }
-    retry = std::max(n, from + 1);
+    retry = retry_after_search(from, until, n);
     return false;
 }
 
@@ -424,7 +434,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
             return true;
         entry = TapeEntry();
     }
-    if (!find_pilot(track, index, params.variants, found, retry))
+    if (!find_pilot(track, index, params.variants, found, retry, ctx.horizon))
         return false;
     retry = found.pilot.end;  // whatever follows, this pilot leads nowhere else
     if (!read_file(ctx, found, params, found.pilot.start, found.pilot.end + 8, entry))

@@ -38,7 +38,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_byte_pilot_after_zeros(track, index, SEARCH, PILOT, pilot, retry))
+    if (!find_byte_pilot_after_zeros(track, index, SEARCH, PILOT, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.end;  // whatever follows, this pilot leads nowhere else
     const BitReader reader(track, pilot.threshold, FORMAT.order);

@@ -1,10 +1,13 @@
-// Loader identification: the code in a tape's CBM boot files tells which
-// turbo loader the rest of the tape is in, so only that scanner needs to run
-// beside the CBM ROM one ("faster scan"; with boot files of several
-// loaders, the scanners of all of them). When no boot file carries a known
-// loader, every selected scanner runs; so it does when identification is
-// off, and when the identified loader's scanner finds nothing (the boot
-// code only looked like that loader's).
+// Loader identification, per game: the code in a CBM boot file (its data
+// block, and its header, whose spare bytes often hold loader code) tells
+// which turbo loader the tape is in from there on. The scanners of the
+// loaders a boot file carries are asked first up to the next CBM boot file
+// (a tape may join several games, each with its own loader); every other
+// selected scanner is still asked where they find nothing, and where no
+// loader is identified every selected scanner runs in the usual order. So
+// the scan is one walk over the tape, never slower than without
+// identification and never recognising less. Off (-noid): every selected
+// scanner in the usual order everywhere.
 #pragma once
 
 #include "core/loaders/registry.h"
@@ -15,17 +18,20 @@
 
 struct IdentifiedScan {
     TapeScan scan;
-    // The first loader identified, when the identified loaders' scanners ran
-    // alone beside CBM ROM (a tape may hold boot files of several).
+    // The first loader identified whose scanner was asked first somewhere.
     const TurboLoader *loader = nullptr;
     std::string summary;                  // one line for the report
 };
 
-// The loaders whose identification matches the code of the CBM data blocks
-// of a scan, most common first.
+// The loaders whose identification matches the code of one boot file: its
+// CBM data block and the header before it (null: none), most common first.
+std::vector<const TurboLoader *> loaders_in_boot_code(const TapeEntry *header, const TapeEntry &data);
+
+// The loaders found in any boot file of a scan (each boot file on its own),
+// most common first.
 std::vector<const TurboLoader *> loaders_in_boot_files(const TapeScan &cbm_scan);
 
-// Scans with the selected scanners, narrowed by identification when
+// Scans with the selected scanners, guided by identification when
 // `identify` is true (see the top of this file).
 IdentifiedScan scan_tape_identified(const uint8_t *file, std::size_t size, const ScanOptions &options,
                                     const std::vector<const TapeScanner *> &selected, bool identify);

@@ -23,7 +23,8 @@ constexpr std::size_t ADDRESS_BYTES = 4;
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
     BlockHead head;
-    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SYNC_SPEC, ADDRESS_BYTES, head, retry))
+    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SYNC_SPEC, ADDRESS_BYTES, head, retry,
+                         ctx.horizon))
         return false;
     const BitReader reader(*ctx.pulses, head.pilot.threshold, FORMAT.order);
     const uint8_t *address = head.header.data();

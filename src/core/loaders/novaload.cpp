@@ -246,7 +246,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_bit_pilot(track, index, FORMAT, PILOT_MIN, pilot, retry))
+    if (!find_bit_pilot(track, index, FORMAT, PILOT_MIN, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.end;  // whatever follows, this pilot leads nowhere else
     if (!plausible_pilot(pilot))

@@ -10,6 +10,9 @@
 // it (no 256 bytes and another [flag][page] readable before a silence, or
 // only 0 bits: the trailer or the next pilot); otherwise it is a page of
 // data like any other. No checksum. About 2047 0 bits follow a chain.
+// Without a checksum a chain is taken only on the evidence of its pulses: a
+// pilot of at least 2000 0 bits, one whole block, and both pulse classes at
+// Ocean's lengths and ratio (see turbo::pulses_fit).
 // Novaload files have the same pilot and sync byte: bytes after the sync
 // whose check bytes agree as a Novaload file's are no Ocean chain.
 //
@@ -40,7 +43,10 @@ constexpr Format FORMAT{480, 0x24, 0x56, BitOrder::LsbFirst};
 constexpr uint8_t SYNC = 0xAA;
 constexpr uint8_t END_PAGE = 0x00;
 constexpr uint8_t TYPE3_END_PAGE = 0x02;
-constexpr std::size_t PILOT_MIN = 512;
+// A whole pilot: the loader writes about 4112 0 bits; a tape whose start
+// was clipped keeps most of them. Runs of 0 bits in other formats' data
+// are seldom that long.
+constexpr std::size_t PILOT_MIN = 2000;
 constexpr std::size_t PAGE = 256;
 constexpr std::size_t BLOCK_PULSES = 8 * (2 + PAGE);
 constexpr std::size_t TRAILER_LIMIT = 4096;
@@ -113,7 +119,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_bit_pilot(track, index, FORMAT, PILOT_MIN, pilot, retry))
+    if (!find_bit_pilot(track, index, FORMAT, PILOT_MIN, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.end;  // whatever follows, this pilot leads nowhere else
     if (!plausible_pilot(pilot))
@@ -135,6 +141,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     std::size_t p = block.inner_start;
     int last_page = -2;
     std::size_t pages = 0, whole_pages = 0;
+    bool fits_checked = false;
     std::vector<uint8_t> &data = entry.payload;
     for (;;) {
         block.inner_end = p;
@@ -167,11 +174,20 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
             break;
         }
         ++whole_pages;
+        // The pulses' evidence, as soon as the blocks read hold enough 1 bits
+        // to measure: another format's data are given up at once.
+        if (!fits_checked && class_means(track, block.inner_start, p, pilot.threshold).ones >= 64) {
+            if (!pulses_fit(track, block.inner_start, p, pilot.threshold, FORMAT))
+                return false;
+            fits_checked = true;
+        }
     }
     // Without a check byte, a chain must hold one whole block at least:
     // a pilot of 0 bits followed by anything else (another loader's pilot
-    // and a short block) is no Ocean chain.
-    if (whole_pages == 0)
+    // and a short block) is no Ocean chain. And its pulses must be Ocean's:
+    // another format's data after a long run of 0 bits have the classes
+    // where that format puts them, not at Ocean's $24/$56.
+    if (whole_pages == 0 || (!fits_checked && !pulses_fit(track, block.inner_start, p, pilot.threshold, FORMAT)))
         return false;
 
     entry.type = OCEAN_TYPE;

@@ -131,7 +131,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
 {
     const PulseTrack &track = *ctx.pulses;
     PilotFound pilot;
-    if (!find_bit_pilot(track, index, PILOT_FORMAT, PILOT_MIN, pilot, retry))
+    if (!find_bit_pilot(track, index, PILOT_FORMAT, PILOT_MIN, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.end;
     if (!plausible_speed(pilot.means, PILOT_FORMAT))

@@ -32,7 +32,8 @@ bool recognise_in(const ScanContext &ctx, std::size_t index, BitOrder order, Tap
 {
     const Format format = format_of(order);
     BlockHead head;
-    if (!read_block_head(*ctx.pulses, index, format, PILOT, false, SyncSpec{&SYNC, 1, 1}, HEADER_BYTES, head, retry))
+    if (!read_block_head(*ctx.pulses, index, format, PILOT, false, SyncSpec{&SYNC, 1, 1}, HEADER_BYTES, head, retry,
+                         ctx.horizon))
         return false;
     const BitReader reader(*ctx.pulses, head.pilot.threshold, order);
     const uint8_t *h = head.header.data();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bitset>
 #include <cmath>
+#include <cstdint>
 
 namespace turbo {
 
@@ -86,6 +87,35 @@ bool plausible_speed(const ClassMeans &means, const Format &format, double slack
     return (means.zeros == 0 || near(means.zero, format.ideal0)) && (means.ones == 0 || near(means.one, format.ideal1));
 }
 
+bool pulses_fit(const ClassMeans &means, const Format &format, double speed_slack, double ratio_slack,
+                std::size_t min_each)
+{
+    if (means.zeros < min_each || means.ones < min_each || means.zero <= 0)
+        return false;
+    const double speed = means.zero / format.ideal0;
+    const double ratio = (means.one / means.zero) / (double(format.ideal1) / format.ideal0);
+    return std::fabs(speed - 1) <= speed_slack && std::fabs(ratio - 1) <= ratio_slack;
+}
+
+bool pulses_fit(const PulseTrack &track, std::size_t first, std::size_t end, double threshold_units,
+                const Format &format)
+{
+    const ClassMeans means = class_means(track, first, end, threshold_units);
+    if (means.zeros < 16 || means.ones < 4 || !pulses_fit(means, format, 0.15, 0.08, 4))
+        return false;
+    std::size_t tight_zeros = 0, tight_ones = 0;
+    for (std::size_t q = first; q < end && q < track.size(); ++q) {
+        const uint8_t u = track.small[q];
+        if (u == 0)
+            continue;
+        if (u < threshold_units)
+            tight_zeros += std::fabs(u - means.zero) <= 0.2 * means.zero;
+        else
+            tight_ones += std::fabs(u - means.one) <= 0.2 * means.one;
+    }
+    return 10 * tight_zeros >= 9 * means.zeros && 10 * tight_ones >= 9 * means.ones;
+}
+
 // --- Pilots ----------------------------------------------------------------
 
 namespace {
@@ -123,16 +153,19 @@ void mark_rotations(uint8_t value, std::bitset<256> &marks)
 } // namespace
 
 bool next_repeating_stretch(const BitReader &reader, std::size_t from, std::size_t span,
-                            const std::vector<uint8_t> &values, std::size_t &begin, std::size_t &end)
+                            const std::vector<uint8_t> &values, std::size_t &begin, std::size_t &end,
+                            std::size_t until)
 {
     const std::size_t n = reader.size();
     span = std::max<std::size_t>(span, 8);
+    // A stretch beginning before `until` holds a grid point before until + span.
+    const std::size_t grid_end = std::min(n, until > SIZE_MAX - span ? SIZE_MAX : until + span);
     std::size_t g = from + span - 1;  // every stretch of `span` from `from` on holds one grid point
     std::bitset<256> rotations;
     for (uint8_t v : values)
         mark_rotations(v, rotations);
     auto wanted = [&](std::size_t q) { return values.empty() || rotations.test(bits_from(reader, q)); };
-    while (g < n) {
+    while (g < grid_end) {
         // The 8 bits from a pulse of a stretch are a rotation of its byte:
         // a stretch of another byte (a leader, another format's pilot) is
         // passed over without being walked.
@@ -157,7 +190,7 @@ bool next_repeating_stretch(const BitReader &reader, std::size_t from, std::size
 }
 
 bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
-                     PilotFound &found, std::size_t &retry)
+                     PilotFound &found, std::size_t &retry, std::size_t until)
 {
     const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
     const std::size_t n = reader.size();
@@ -166,7 +199,7 @@ bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &fo
     std::size_t begin = 0, stretch_end = 0;
     std::size_t searched = from;  // pulses before this hold no pilot
     const std::vector<uint8_t> values = {pilot.value};
-    while (next_repeating_stretch(reader, searched, span, values, begin, stretch_end)) {
+    while (next_repeating_stretch(reader, searched, span, values, begin, stretch_end, until)) {
         // Read byte by byte through the stretch, from 8 pulses before it (so
         // the pulses leading into a pilot are seen) to its end.
         const std::size_t first = std::max(from, begin >= 8 ? begin - 8 : 0);
@@ -209,15 +242,17 @@ bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &fo
         }
         searched = stretch_end;
     }
-    retry = std::max(n, from + 1);
+    retry = retry_after_search(from, until, n);
     return false;
 }
 
 bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, const Format &format,
-                                 const BytePilot &pilot, PilotFound &found, std::size_t &retry)
+                                 const BytePilot &pilot, PilotFound &found, std::size_t &retry, std::size_t until)
 {
-    if (find_byte_pilot(track, from, format, pilot, found, retry))
+    if (find_byte_pilot(track, from, format, pilot, found, retry, until))
         return true;
+    if (retry >= until)
+        return false;  // no pilot before the horizon
     // The pilot found farther on may follow 0 bits all the way from `from`;
     // the pulses before retry were looked at once, the search goes on from
     // there, so the whole stays linear.
@@ -226,9 +261,16 @@ bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, cons
     if (leader_end >= reader.size())
         return false;
     for (std::size_t q = from; q < leader_end; ++q)
-        if (reader.bit(q) != 0)
+        if (reader.bit(q) != 0) {
+            // The pilot farther on may follow a leader of 0 bits of its own:
+            // come back where that leader begins, so it stays the entry's.
+            std::size_t z = leader_end;
+            while (z > q + 1 && reader.bit(z - 1) == 0)
+                --z;
+            retry = z;
             return false;
-    if (!find_byte_pilot(track, leader_end, format, pilot, found, retry))
+        }
+    if (!find_byte_pilot(track, leader_end, format, pilot, found, retry, until))
         return false;
     found.start = from;
     return true;
@@ -287,18 +329,20 @@ bool bit_pilot_at(const PulseTrack &track, const BitReader &reader, std::size_t 
 } // namespace
 
 bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
-                    PilotFound &found, std::size_t &retry)
+                    PilotFound &found, std::size_t &retry, std::size_t until)
 {
     const BitReader reader(track, units_of_cycles(format.threshold_cycles), format.order);
-    const std::size_t n = reader.size();
     const std::size_t span = std::max<std::size_t>(min_pulses, 1);
+    const std::size_t n = reader.size();
+    // A run beginning before `until` holds a grid point before until + span.
+    const std::size_t grid_end = std::min(n, until > SIZE_MAX - span ? SIZE_MAX : until + span);
     // A pilot's first 0 at `from` is tried at once; elsewhere a pilot of
     // `span` 0 bits holds one pulse of a grid of that spacing, so only those
     // pulses need a look where there is none.
     if (reader.bit(from) == 0)
         return bit_pilot_at(track, reader, from, format, min_pulses, found, retry);
     std::size_t g = from + span;
-    while (g < n) {
+    while (g < grid_end) {
         // A stray 1 between 0 bits on the grid point: the run goes on past it.
         if (reader.bit(g) == 1 && reader.bit(g - 1) == 0 && reader.bit(g + 1) == 0)
             ++g;
@@ -332,7 +376,7 @@ bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &for
         }
         g = std::max(next, r + 1) + span - 1;
     }
-    retry = std::max(n, from + 1);
+    retry = retry_after_search(from, until, n);
     return false;
 }
 
@@ -373,10 +417,11 @@ void fill_entry(const ScanContext &ctx, const Format &format, const Block &block
 }
 
 bool find_plausible_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format,
-                               const BytePilot &pilot, bool after_zeros, PilotFound &found, std::size_t &retry)
+                               const BytePilot &pilot, bool after_zeros, PilotFound &found, std::size_t &retry,
+                               std::size_t until)
 {
-    const bool seen = after_zeros ? find_byte_pilot_after_zeros(track, from, format, pilot, found, retry)
-                                  : find_byte_pilot(track, from, format, pilot, found, retry);
+    const bool seen = after_zeros ? find_byte_pilot_after_zeros(track, from, format, pilot, found, retry, until)
+                                  : find_byte_pilot(track, from, format, pilot, found, retry, until);
     if (!seen)
         return false;
     retry = found.end;  // whatever follows, this pilot leads nowhere else
@@ -395,9 +440,9 @@ Block BlockHead::block() const
 
 bool read_block_head(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
                      bool after_zeros, const SyncSpec &sync, std::size_t header_bytes, BlockHead &head,
-                     std::size_t &retry)
+                     std::size_t &retry, std::size_t until)
 {
-    if (!find_plausible_byte_pilot(track, from, format, pilot, after_zeros, head.pilot, retry))
+    if (!find_plausible_byte_pilot(track, from, format, pilot, after_zeros, head.pilot, retry, until))
         return false;
     const BitReader reader(track, head.pilot.threshold, format.order);
     std::vector<uint8_t> bytes;

@@ -88,7 +88,34 @@ double calibrated_threshold(const ClassMeans &means, const Format &format);
 // this threshold. A class not measured is not checked.
 bool plausible_speed(const ClassMeans &means, const Format &format, double slack = 0.18);
 
+// The evidence a format without a checksum needs before it claims pulses:
+// both classes measured (at least `min_each` pulses of each), the 0 pulses
+// within `speed_slack` of the format's ideal 0 (the tape's speed), and the
+// 1 pulses at the format's ratio of 1 to 0 within `ratio_slack`. Pulses of
+// another format that straddle the same threshold have another ratio
+// ($20/$40 is not $24/$56, however fast or slow the tape runs).
+bool pulses_fit(const ClassMeans &means, const Format &format, double speed_slack = 0.15, double ratio_slack = 0.08,
+                std::size_t min_each = 16);
+
+// The same over the pulses [first, end) read against `threshold_units`, and
+// tight as a recording is: nine in ten pulses of each class within 20 % of
+// the class's mean (noise that happens to have the right means spreads over
+// every length). At least 16 0 pulses and 4 1 pulses (a page of zeros has few).
+bool pulses_fit(const PulseTrack &track, std::size_t first, std::size_t end, double threshold_units,
+                const Format &format);
+
 // --- Pilots ---------------------------------------------------------------
+//
+// Every search for a pilot takes `until` (the scan's horizon): it looks for
+// pilots that begin before that pulse only, and when it finds none sets
+// retry to `until` (or past the track's end) - a pilot beginning there or
+// later is found by the next search, from there.
+
+// Where to look again when a search up to `until` found nothing.
+inline std::size_t retry_after_search(std::size_t from, std::size_t until, std::size_t n)
+{
+    return until < n ? std::max(until, from + 1) : std::max(n, from + 1);
+}
 
 // A pilot of one byte value repeated, read with the format's nominal
 // threshold: `min_bytes` of them in a row at least.
@@ -113,7 +140,7 @@ struct PilotFound {
 // to where to look next (never before from + 1). Linear in the pulses
 // looked at: a caller that retries where told never reads a pulse twice.
 bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
-                     PilotFound &found, std::size_t &retry);
+                     PilotFound &found, std::size_t &retry, std::size_t until = SIZE_MAX);
 
 // The next stretch [begin, end) at or after `from` of at least `span` pulses
 // where every pulse holds a bit and the pulse 8 later the same one - where a
@@ -123,13 +150,15 @@ bool find_byte_pilot(const PulseTrack &track, std::size_t from, const Format &fo
 // there is none only one pulse in `span` is looked at, so searches for
 // pilots through noise and other formats' data go fast.
 bool next_repeating_stretch(const BitReader &reader, std::size_t from, std::size_t span,
-                            const std::vector<uint8_t> &values, std::size_t &begin, std::size_t &end);
+                            const std::vector<uint8_t> &values, std::size_t &begin, std::size_t &end,
+                            std::size_t until = SIZE_MAX);
 
 // As find_byte_pilot, and also when the pilot follows a leader of 0 bits
 // that starts at `from` (found.start = from then: the leader belongs to the
 // entry). Same retry contract.
 bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, const Format &format,
-                                 const BytePilot &pilot, PilotFound &found, std::size_t &retry);
+                                 const BytePilot &pilot, PilotFound &found, std::size_t &retry,
+                                 std::size_t until = SIZE_MAX);
 
 // A pilot of 0 bits: at least `min_pulses` pulses below the nominal
 // threshold in a row (a stray 1 pulse among them is taken as part of it
@@ -138,7 +167,7 @@ bool find_byte_pilot_after_zeros(const PulseTrack &track, std::size_t from, cons
 // only (a stray pulse, often a spike far off any class, would move the
 // threshold). Same retry contract as above.
 bool find_bit_pilot(const PulseTrack &track, std::size_t from, const Format &format, std::size_t min_pulses,
-                    PilotFound &found, std::size_t &retry);
+                    PilotFound &found, std::size_t &retry, std::size_t until = SIZE_MAX);
 
 // --- Entries --------------------------------------------------------------
 
@@ -205,7 +234,8 @@ std::size_t bit_trailer_end(const BitReader &reader, std::size_t from, std::size
 // find_byte_pilot_after_zeros, then plausible_speed. When found and
 // implausible, retry is set past the pilot.
 bool find_plausible_byte_pilot(const PulseTrack &track, std::size_t from, const Format &format,
-                               const BytePilot &pilot, bool after_zeros, PilotFound &found, std::size_t &retry);
+                               const BytePilot &pilot, bool after_zeros, PilotFound &found, std::size_t &retry,
+                               std::size_t until = SIZE_MAX);
 
 // The start of a block in formats of a byte pilot and sync bytes: the pilot
 // (find_plausible_byte_pilot), the sync bytes right after it (at least
@@ -224,7 +254,7 @@ struct BlockHead {
 };
 bool read_block_head(const PulseTrack &track, std::size_t from, const Format &format, const BytePilot &pilot,
                      bool after_zeros, const SyncSpec &sync, std::size_t header_bytes, BlockHead &head,
-                     std::size_t &retry);
+                     std::size_t &retry, std::size_t until = SIZE_MAX);
 
 // The data of a block and the checksum after them, read from p: up to
 // `size` bytes, then one more. A block cut short (by a silence) keeps what

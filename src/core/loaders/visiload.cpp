@@ -250,7 +250,7 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     const Params params = current_params_cached(ctx, from_boot, known);
     const Format format = format_of(params);
     PilotFound pilot;
-    if (!find_bit_pilot(track, index, format, PILOT_MIN, pilot, retry))
+    if (!find_bit_pilot(track, index, format, PILOT_MIN, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.end;
     if (!plausible_speed(pilot.means, format))

@@ -27,7 +27,8 @@ constexpr std::size_t HEADER_BYTES = 5;  // end, size, check byte
 bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std::size_t &retry)
 {
     BlockHead head;
-    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SYNC_SPEC, HEADER_BYTES, head, retry))
+    if (!read_block_head(*ctx.pulses, index, FORMAT, PILOT, true, SYNC_SPEC, HEADER_BYTES, head, retry,
+                         ctx.horizon))
         return false;
     const BitReader reader(*ctx.pulses, head.pilot.threshold, FORMAT.order);
     const uint8_t *h = head.header.data();
