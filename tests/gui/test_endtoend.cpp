@@ -155,6 +155,30 @@ TEST_F(EndToEnd, DamagedFirstCopyFailsItsCheckbyteYetThePrgIsWritten)
     EXPECT_EQ(prg_names().size(), 1u);
 }
 
+TEST_F(EndToEnd, ATapeOfWhichNothingIsRecognisedIsNoGreenLight)
+{
+    // Nothing was checked: the checksum test is no pass, whatever else.
+    const std::string tape = tapes + "/blank tape's hiss.tap";
+    std::string bytes = read_file(std::string(QM_BUILD_DIR "/samples/two-programs.tap")).substr(0, 20);
+    uint32_t x = 5;
+    for (int k = 0; k < 30000; ++k) {
+        x = x * 1103515245u + 12345u;
+        bytes += char(0x08 + (x >> 16) % 0xA0);
+    }
+    const uint32_t size = uint32_t(bytes.size() - 20);
+    for (int b = 0; b < 4; ++b)
+        bytes[16 + b] = char((size >> (8 * b)) & 0xFF);
+    write_file(tape, bytes);
+    drop_and_test(tape);
+    EXPECT_TRUE(report_has_been_produced());
+    EXPECT_NE(stock("image_checkbyte_test"), "gtk-yes");
+    EXPECT_NE(text_view_text("textview_report").find("Checksum test     : FAIL - no file with a checksum was found"),
+              std::string::npos);
+    EXPECT_NE(text_view_text("textview_report").find("Recognised  : 0.0 % of the tape in recognised files"),
+              std::string::npos);
+    EXPECT_TRUE(prg_names().empty());
+}
+
 TEST_F(EndToEnd, NoiseBetweenFilesIsUnrecognizedAndBothProgramsAreFound)
 {
     attach_and_test("noise-between-files.tap");
