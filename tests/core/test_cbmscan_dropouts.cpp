@@ -9,6 +9,7 @@
 #include "common/tape_deck.h"
 #include "core/cbmencode.h"
 #include "core/tapescan.h"
+#include "loader_testing.h"
 
 #include <gtest/gtest.h>
 
@@ -17,19 +18,11 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using loader_testing::Bytes;
 
 PrgInput program(uint16_t load, std::size_t size, uint32_t seed)
 {
-    PrgInput p;
-    p.name = "LONG GAME";
-    p.bytes = {uint8_t(load), uint8_t(load >> 8)};
-    uint32_t x = seed * 2654435761u + 1;
-    for (std::size_t i = 0; i < size; ++i) {
-        x = x * 1103515245u + 12345u;
-        p.bytes.push_back(uint8_t(x >> 16));
-    }
-    return p;
+    return loader_testing::program("LONG GAME", load, size, seed);
 }
 
 struct Played {

@@ -73,6 +73,22 @@ public:
         if (!b.cut)
             byte(b.checksum >= 0 ? uint8_t(b.checksum) : turbo::xor_of(stored.data(), stored.size()));
     }
+    // `count` gapless page blocks from `load` on, data from seeds `seed`,
+    // `seed` + 1...; `touch` may change block k first. Returns all their data.
+    template <class Touch>
+    Bytes page_blocks(int count, uint16_t load, uint32_t seed, Touch &&touch)
+    {
+        Bytes all;
+        for (int k = 0; k < count; ++k) {
+            IrqBlock b;
+            b.load = uint16_t(load + 256 * k);
+            b.data = data_of(256, seed + uint32_t(k));
+            touch(k, b);
+            block(b);
+            all.insert(all.end(), b.data.begin(), b.data.end());
+        }
+        return all;
+    }
     // A file as mastering tools write it: lead-in, then one block per page.
     void file(uint16_t load, const Bytes &data, uint8_t name = 'A', std::size_t lead_pairs = 64)
     {
@@ -100,6 +116,16 @@ private:
 };
 
 std::vector<const TapeEntry *> irq_files(const TapeScan &scan) { return entries_of(scan, LOADER_IRQTAPE.scanner); }
+
+// The scan of a tape holding one block after a short lead-in, and a pause.
+TapeScan scan_of_block(const IrqBlock &b)
+{
+    HandTape t;
+    t.lead_in(8);
+    t.block(b);
+    t.pause();
+    return t.scan();
+}
 
 } // namespace
 
@@ -152,14 +178,10 @@ TEST(IrqTapeScanner, TheDataAreEndMinusStartBytesWhateverTheOtherHeaderByteSays)
 {
     for (const uint8_t other : {uint8_t(0), uint8_t(1), uint8_t(8), uint8_t(0xFF)}) {
         SCOPED_TRACE(int(other));
-        HandTape t;
         IrqBlock b;
         b.data = data_of(63, 4);
         b.other = other;
-        t.lead_in(8);
-        t.block(b);
-        t.pause();
-        const TapeScan scan = t.scan();
+        const TapeScan scan = scan_of_block(b);
         const std::vector<const TapeEntry *> files = irq_files(scan);
         ASSERT_EQ(files.size(), 1u);
         EXPECT_EQ(files[0]->payload, b.data);
@@ -188,17 +210,11 @@ TEST(IrqTapeScanner, OneFailingBlockFailsTheFileAndTheBlocksAfterItStillCount)
 {
     HandTape t;
     t.lead_in(16);
-    Bytes all;
-    for (int k = 0; k < 3; ++k) {
-        IrqBlock b;
-        b.load = uint16_t(0x2000 + 256 * k);
-        b.data = data_of(256, 10 + k);
+    const Bytes all = t.page_blocks(3, 0x2000, 10, [](int k, IrqBlock &b) {
         if (k == 1)
             b.checksum = turbo::xor_of(b.data.data(), b.data.size()) ^ 0x40;
         b.fill_before = k == 2 ? 2 : 0;
-        t.block(b);
-        all.insert(all.end(), b.data.begin(), b.data.end());
-    }
+    });
     t.pause();
     const TapeScan scan = t.scan();
     const std::vector<const TapeEntry *> files = irq_files(scan);
@@ -251,18 +267,12 @@ TEST(IrqTapeScanner, ABadSpotInABlocksStartOrHeaderFailsTheFileButDoesNotEndIt)
         SCOPED_TRACE(spot.block);
         HandTape t;
         t.lead_in(16);
-        Bytes all;
-        for (int k = 0; k < 5; ++k) {
-            IrqBlock b;
-            b.load = uint16_t(0x3000 + 256 * k);
-            b.data = data_of(256, 80 + k);
+        const Bytes all = t.page_blocks(5, 0x3000, 80, [&](int k, IrqBlock &b) {
             if (k == spot.block) {
                 b.spoil = spot.at;
                 b.spoilt = spot.value;
             }
-            t.block(b);
-            all.insert(all.end(), b.data.begin(), b.data.end());
-        }
+        });
         t.pause();
         const TapeScan scan = t.scan();
         const std::vector<const TapeEntry *> files = irq_files(scan);
@@ -277,7 +287,6 @@ TEST(IrqTapeScanner, RunLengthCodedBlock)
 {
     // Escape $E5: a run of 300 zeros as 256 + 44, the escape byte itself,
     // plain bytes between.
-    HandTape t;
     IrqBlock b;
     b.coded = true;
     b.stored = {0xE5, 0x01, 0x02, 0xE5, 0x00, 0x00, 0xE5, 44, 0x00, 0x03, 0xE5, 0x01, 0xE5, 0x04, 0xE5, 5, 0x77};
@@ -286,10 +295,7 @@ TEST(IrqTapeScanner, RunLengthCodedBlock)
     b.data.insert(b.data.end(), {0x03, 0xE5, 0x04});
     b.data.insert(b.data.end(), 5, 0x77);
     b.load = 0x4000;
-    t.lead_in(8);
-    t.block(b);
-    t.pause();
-    const TapeScan scan = t.scan();
+    const TapeScan scan = scan_of_block(b);
     const std::vector<const TapeEntry *> files = irq_files(scan);
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0]->payload, b.data);
@@ -300,15 +306,11 @@ TEST(IrqTapeScanner, RunLengthCodedBlock)
 
 TEST(IrqTapeScanner, ABlockCutShortKeepsItsBytesAndFails)
 {
-    HandTape t;
     IrqBlock b;
     b.data = data_of(256, 6);
     b.stored = Bytes(b.data.begin(), b.data.begin() + 150);
     b.cut = true;
-    t.lead_in(8);
-    t.block(b);
-    t.pause();
-    const TapeScan scan = t.scan();
+    const TapeScan scan = scan_of_block(b);
     const std::vector<const TapeEntry *> files = irq_files(scan);
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0]->payload, b.stored);
