@@ -79,5 +79,8 @@ int run_audio2tap(int argc, char **argv)
     std::printf("%s: %llu pulses from %.1f s at %d Hz, channel %d of %d, %s polarity\n", paths[1].c_str(),
                 static_cast<unsigned long long>(result.pulses), result.seconds, result.sample_rate,
                 options.channel + 1, result.channels, result.inverted ? "inverted" : "normal");
+    const std::string shortfall = audio_import_shortfall_text(result);
+    if (!shortfall.empty())
+        std::printf("%s: %s\n", paths[0].c_str(), shortfall.c_str());
     return 0;
 }

@@ -136,6 +136,13 @@ struct SndfileCloser {
 
 } // namespace
 
+std::string audio_import_shortfall_text(const AudioImportResult &result)
+{
+    if (result.missing_seconds <= 0)
+        return "";
+    return text_printf(_("the capture ends %.1f s early; imported what it holds"), result.missing_seconds);
+}
+
 AudioEdgeFinder::AudioEdgeFinder(double sample_rate, double threshold)
     : dc_pole_(std::exp(-2 * G_PI * DC_CUTOFF_HZ / sample_rate)),
       low_pass_(1 - std::exp(-2 * G_PI * std::min(LOW_PASS_HZ, 0.35 * sample_rate) / sample_rate)),
@@ -158,18 +165,19 @@ AudioImportResult import_audio_capture(const std::string &audio_path, const std:
                                    sf_strerror(nullptr));
         return result;
     }
-    long long promised = 0, held = 0;
-    if (capture_is_cut_short(sound.get(), &promised, &held)) {
-        result.error = text_printf(_("%s is cut short: its header promises %lld bytes of sound, the file holds "
-                                     "%lld. Nothing was written."),
-                                   audio_path.c_str(), promised, held);
-        return result;
-    }
     result.sample_rate = info.samplerate;
     result.channels = info.channels;
     if (info.samplerate <= 0 || info.channels <= 0) {
         result.error = text_printf(_("%s holds no sound."), audio_path.c_str());
         return result;
+    }
+    // Cut short: the sound that is there is imported; the bytes the header
+    // promised beyond it, at the bytes a frame takes, say how long a stretch
+    // is missing.
+    long long promised = 0, held = 0;
+    if (capture_is_cut_short(sound.get(), &promised, &held) && info.frames > 0) {
+        const double bytes_per_frame = double(held) / double(info.frames);
+        result.missing_seconds = double(promised - held) / bytes_per_frame / info.samplerate;
     }
     if (options.channel < 0 || options.channel >= info.channels) {
         result.error = text_printf(_("%s has %d channel(s): there is no channel %d."), audio_path.c_str(),

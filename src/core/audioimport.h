@@ -17,6 +17,11 @@
 // written as TAP version 2, a pulse per half wave (edge to edge), so the
 // polarity then only decides which half comes first.
 //
+// A capture whose header promises more sound than the file holds (a
+// recorder that was stopped or crashed) is the user's tape all the same: it
+// is imported up to where its sound ends, and the result says how much was
+// missing.
+//
 // TAP version 1 (2 for C16): a pulse of 1 to 255 units is one byte; a
 // longer one (a silence) is a zero byte and its length in clock cycles as
 // 24 bits, split when longer than 0xFFFFFF cycles.
@@ -48,7 +53,15 @@ struct AudioImportResult {
     double seconds = 0;      // length of the capture
     uint64_t pulses = 0;     // pulses written
     bool inverted = false;   // the polarity written
+    // A capture cut short (a recorder stopped or crashed: its header
+    // promises more sound than the file holds) is imported up to where its
+    // sound ends; this is how much sound the header promised beyond that.
+    double missing_seconds = 0;
 };
+
+// "the capture ends 12.3 s early; imported what it holds" for a capture cut
+// short, else "" (translated).
+std::string audio_import_shortfall_text(const AudioImportResult &result);
 
 // Progress of a conversion: the share of the capture read, 0 to 1. Return
 // false to stop (nothing is then written).

@@ -80,6 +80,17 @@ gboolean watch_import(gpointer data)
         common_append_log_textview(line);
         g_free(line);
         g_free(base);
+        // A capture cut short: what was there is the user's tape, said plainly.
+        const std::string shortfall = audio_import_shortfall_text(job->result);
+        if (!shortfall.empty()) {
+            gchar *capture = g_path_get_basename(job->capture.c_str());
+            gchar *said = g_strdup_printf(_("%s: %s"), capture, shortfall.c_str());
+            common_append_log_textview(said);
+            common_append_log_textview("\n");
+            common_create_friendly_dialog(_("Import audio capture"), said);
+            g_free(said);
+            g_free(capture);
+        }
     } else {
         show_error(job->result.error);
     }

@@ -106,6 +106,22 @@ TEST_F(ImportAudio, AnExistingTapeIsReplacedWhenTheUserSaysYes)
     EXPECT_EQ(read_file(tap).substr(0, 12), "C64-TAPE-RAW");
 }
 
+TEST_F(ImportAudio, ACaptureCutShortIsImportedAndTheWindowSaysHowMuchWasMissing)
+{
+    // A recorder stopped halfway: the header still promises the whole.
+    const std::string whole = read_file(capture);
+    write_file(capture, whole.substr(0, whole.size() / 2));
+    import_from_menu(capture);
+    ASSERT_TRUE(wait_for_the_tape_attached()) << statusbar_text();
+    ASSERT_EQ(windows_titled("Import audio capture").size(), 1u);
+    save_screenshot(windows_titled("Import audio capture").front(), "import_audio_cut_short");
+    const std::string said = take_friendly_dialog("Import audio capture");
+    EXPECT_NE(said.find("side a.wav: the capture ends "), std::string::npos) << said;
+    EXPECT_NE(said.find(" s early; imported what it holds"), std::string::npos) << said;
+    EXPECT_NE(log_text().find("the capture ends "), std::string::npos) << log_text();
+    EXPECT_EQ(read_file(tap).substr(0, 12), "C64-TAPE-RAW");
+}
+
 TEST_F(ImportAudio, ACaptureThatIsNoSoundSaysWhyAndLeavesNoTape)
 {
     const std::string notes = folder + "/notes.wav";
