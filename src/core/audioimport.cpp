@@ -28,6 +28,8 @@ constexpr double LOW_PASS_HZ = 9000;
 constexpr double ATTACK_SECONDS = 0.0001;
 constexpr double DECAY_SECONDS = 0.005;
 constexpr double FLOOR_DECAY_SECONDS = 5.0;
+// A pulse of 255 units lasts about 2 ms: no half wave is longer.
+constexpr double LONGEST_HALF_SECONDS = 0.0025;
 
 double per_sample(double seconds, double rate)
 {
@@ -47,34 +49,14 @@ public:
 
     void edge(double time)
     {
-        if (last_ >= 0)
+        if (started_)
             pulse((time - last_) * cycles_per_sample_);
         last_ = time;
+        started_ = true;
     }
 
     TapeOutput &output() { return out_; }
     uint64_t pulses() const { return pulses_; }
-    // How tightly the ordinary pulses gather: the sum of the squared shares
-    // of the lengths within 2 units of each length (sampling moves a length
-    // by a unit or two either way). Read on the wrong edge, every wave that
-    // follows a wave of another length measures half of each, between the
-    // peaks, and the score drops.
-    double concentration() const
-    {
-        double total = 0, sum = 0;
-        for (uint64_t c : histogram_)
-            total += static_cast<double>(c);
-        if (total == 0)
-            return 0;
-        for (int u = 1; u < 256; ++u) {
-            double near = 0;
-            for (int d = -2; d <= 2; ++d)
-                near += (u + d >= 1 && u + d < 256) ? static_cast<double>(histogram_[u + d]) : 0;
-            sum += (near / total) * (near / total);
-        }
-        return sum;
-    }
-
 private:
     void pulse(double cycles)
     {
@@ -82,7 +64,6 @@ private:
         ++pulses_;
         if (units < 255.5) {
             const uint8_t byte = units < 1.5 ? 1 : static_cast<uint8_t>(std::lround(units));
-            ++histogram_[byte];
             out_.write(&byte, 1);
             return;
         }
@@ -99,9 +80,43 @@ private:
 
     TapeOutput out_;
     double cycles_per_sample_;
-    double last_ = -1;
+    double last_ = 0;
+    bool started_ = false;
     uint64_t pulses_ = 0;
-    uint64_t histogram_[256] = {};
+};
+
+// Which edges start the tape's waves. A Commodore machine writes every
+// wave with two equal halves, so counted from the right edges each wave's
+// halves match, whatever the lengths; counted from the wrong ones, a "wave"
+// is the second half of one and the first half of the next, which differ
+// wherever the lengths change. The mean difference of the halves decides.
+class WaveSymmetry {
+public:
+    explicit WaveSymmetry(double longest_wave) : longest_(longest_wave) {}
+
+    void edge(double time, bool rising)
+    {
+        double &same = rising ? last_rise_ : last_fall_;
+        const double other = rising ? last_fall_ : last_rise_;
+        if (same >= 0 && other > same && time - same < longest_) {
+            (rising ? normal_ : inverted_).add(std::fabs((other - same) - (time - other)));
+        }
+        same = time;
+    }
+
+    // True when the waves counted between falling edges are the more even.
+    bool inverted_is_better() const { return inverted_.mean() < normal_.mean(); }
+
+private:
+    struct Mean {
+        double sum = 0;
+        uint64_t count = 0;
+        void add(double v) { sum += v, ++count; }
+        double mean() const { return count == 0 ? 1e300 : sum / double(count); }
+    };
+    double longest_;
+    double last_rise_ = -1, last_fall_ = -1;
+    Mean normal_, inverted_;
 };
 
 // A capture cut short (a copy that stopped, a full disk) still opens: its
@@ -143,13 +158,13 @@ std::string audio_import_shortfall_text(const AudioImportResult &result)
     return text_printf(_("the capture ends %.1f s early; imported what it holds"), result.missing_seconds);
 }
 
-AudioEdgeFinder::AudioEdgeFinder(double sample_rate, double threshold)
+AudioEdgeFinder::AudioEdgeFinder(double sample_rate, double threshold, bool half_waves)
     : dc_pole_(std::exp(-2 * G_PI * DC_CUTOFF_HZ / sample_rate)),
       low_pass_(1 - std::exp(-2 * G_PI * std::min(LOW_PASS_HZ, 0.35 * sample_rate) / sample_rate)),
       attack_(1 - per_sample(ATTACK_SECONDS, sample_rate)),
       decay_(per_sample(DECAY_SECONDS, sample_rate)),
       floor_decay_(per_sample(FLOOR_DECAY_SECONDS, sample_rate)),
-      threshold_(threshold)
+      threshold_(threshold), half_waves_(half_waves), longest_half_(LONGEST_HALF_SECONDS * sample_rate)
 {
 }
 
@@ -208,9 +223,12 @@ AudioImportResult import_audio_capture(const std::string &audio_path, const std:
         return result;
     }
 
-    AudioEdgeFinder finder(info.samplerate, threshold);
+    AudioEdgeFinder finder(info.samplerate, threshold, c16);
     bool seen_rising = false, seen_falling = false;
+    // No ordinary wave lasts longer than 256 units of the machine's clock.
+    WaveSymmetry symmetry(256.0 * 8 / clock / seconds_per_sample);
     auto on_edge = [&](double time, bool rising) {
+        symmetry.edge(time, rising);
         if (c16) {
             // Half waves: every edge ends one; the polarity picks the first.
             if (want_normal && (seen_rising || rising))
@@ -241,6 +259,7 @@ AudioImportResult import_audio_capture(const std::string &audio_path, const std:
             return result;
         }
     }
+    finder.finish(on_edge);
     if (sf_error(sound.get()) != SF_ERR_NO_ERROR) {
         result.error = text_printf(_("%s could not be read to its end: %s"), audio_path.c_str(),
                                    sf_strerror(sound.get()));
@@ -248,9 +267,8 @@ AudioImportResult import_audio_capture(const std::string &audio_path, const std:
     }
     result.seconds = static_cast<double>(frames_read) / info.samplerate;
 
-    // The polarity whose pulse lengths gather more tightly, unless told.
-    const bool use_inverted =
-        !want_normal || (want_inverted && inverted.concentration() > normal.concentration());
+    // The polarity whose waves have the more even halves, unless told.
+    const bool use_inverted = !want_normal || (want_inverted && symmetry.inverted_is_better());
     PulseWriter &chosen = use_inverted ? inverted : normal;
     if (chosen.pulses() < 2) {
         result.error = text_printf(_("No tape signal was found in %s: it is silent, or too quiet or too short to "

@@ -12,8 +12,9 @@
 // direction to the next edge of the same direction, units = seconds x clock
 // / 8 of the chosen machine and video standard. Which direction the machine
 // would count depends on the wiring of the capture (its polarity): both are
-// measured side by side and, unless told, the one whose lengths gather more
-// tightly around the peaks of their histogram is written. A C16 tape is
+// measured side by side and, unless told, the one whose waves have the more
+// even halves is written (a Commodore wave's two halves are equal; counted
+// from the wrong edges a wave is the halves of two). A C16 tape is
 // written as TAP version 2, a pulse per half wave (edge to edge), so the
 // polarity then only decides which half comes first.
 //
@@ -29,6 +30,7 @@
 // Pure (GLib and libsndfile): safe to call from a worker thread.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -75,24 +77,100 @@ AudioImportResult import_audio_capture(const std::string &audio_path, const std:
                                        const AudioImportProgress &progress = {});
 
 // The edge finder on its own, for samples already in memory: the time of
-// every edge (in samples, fractional), rising edges first when `rising`.
+// every edge (in samples, fractional), in order, and whether it rises.
 // Used by the converter and by its tests.
+//
+// At a pause the wave stops and the recording is silent: the half wave that
+// runs into the silence has no edge of its own at its end, and the half wave
+// that comes out of it none at its start. Where a pulse is a full wave (C64,
+// VIC 20), both are taken as long as the other half of their wave (a tape's
+// waves are symmetric, square or sine), so a file that ends straight at a
+// pause keeps its last pulse and the first pulse after the pause is whole.
+// Where a pulse is a half wave (C16), whose halves differ, the step into and
+// out of the silence is the edge: where the signal passes half its level.
+// A lone swing in a pause (a click) gives no edge.
 class AudioEdgeFinder {
 public:
-    AudioEdgeFinder(double sample_rate, double threshold);
+    AudioEdgeFinder(double sample_rate, double threshold, bool half_waves = false);
     // Feeds one sample; calls on_edge(time_in_samples, rising) for each edge.
     template <typename F> void feed(double sample, F &&on_edge);
+    // The end of the capture: a wave still sounding ends there as at a pause.
+    template <typename F> void finish(F &&on_edge);
 
 private:
+    // An edge found on the way: held while the start of a wave that came
+    // out of silence is not known yet, then given on in order.
+    template <typename F> void edge(double time, bool rising, F &&on_edge);
+    template <typename F> void give(double time, bool rising, F &&on_edge);
+    template <typename F> void fall_silent(double now, bool at_end, F &&on_edge);
+
     double dc_previous_in_ = 0, dc_previous_out_ = 0, dc_pole_;
     double low1_ = 0, low2_ = 0, low_pass_;
     double envelope_ = 0, envelope_floor_ = 0, attack_, decay_, floor_decay_;
     double threshold_;
+    bool half_waves_;
+    double longest_half_;     // in samples: longer than a tape's longest half wave
+    double last_swing_ = 0;   // when the signal last swung past the limit
     double previous_ = 0;
+    double half_drop_ = -1;  // where the signal last fell through half its level
     double last_up_crossing_ = -1, last_down_crossing_ = -1;
-    int state_ = 0; // -1 low, +1 high, 0 not known yet
+    int state_ = 0; // -1 low, +1 high, 0 not known yet (start, after a pause)
     uint64_t index_ = 0;
+    // The last two edges given, for the half wave that runs into a pause.
+    double last_edge_ = -1, edge_before_ = -1;
+    bool last_rising_ = false;
+    bool silent_ = true;          // before the first wave, or in a pause
+    double silence_start_ = -1;   // the edge with which the pause began
+    // A wave out of silence: 1 its first swing seen, 2 its middle edge too.
+    int opening_ = 0;
+    double opening_swing_ = 0, opening_middle_ = 0;
+    bool opening_rising_ = false;
 };
+
+template <typename F> void AudioEdgeFinder::give(double time, bool rising, F &&on_edge)
+{
+    on_edge(time, rising);
+    edge_before_ = last_edge_;
+    last_edge_ = time;
+    last_rising_ = rising;
+}
+
+template <typename F> void AudioEdgeFinder::edge(double time, bool rising, F &&on_edge)
+{
+    if (opening_ == 1) {
+        opening_middle_ = time;
+        opening_ = 2;
+        return;
+    }
+    if (opening_ == 2) {
+        // The first half wave as long as the second: it began at 2M - N.
+        double start = 2 * opening_middle_ - time;
+        if (start > opening_swing_ || start <= silence_start_)
+            start = opening_swing_;
+        opening_ = 0;
+        give(start, opening_rising_, on_edge);
+        give(opening_middle_, !opening_rising_, on_edge);
+    }
+    give(time, rising, on_edge);
+}
+
+template <typename F> void AudioEdgeFinder::fall_silent(double now, bool at_end, F &&on_edge)
+{
+    if (half_waves_ && opening_ == 0 && last_edge_ >= 0) {
+        // Where the signal fell through half its level; at the end of the
+        // capture, a half wave still sounding ends with it.
+        if (half_drop_ > last_edge_ || at_end)
+            give(half_drop_ > last_edge_ ? half_drop_ : now, !last_rising_, on_edge);
+    } else if (!half_waves_ && opening_ == 0 && last_edge_ >= 0 && edge_before_ >= 0) {
+        // The half wave that ran into the silence, as long as the other half.
+        const double end = std::min(now, 2 * last_edge_ - edge_before_);
+        give(end, !last_rising_, on_edge);
+    }
+    opening_ = 0;
+    silent_ = true;
+    silence_start_ = last_edge_;
+    state_ = 0;
+}
 
 template <typename F> void AudioEdgeFinder::feed(double sample, F &&on_edge)
 {
@@ -114,25 +192,51 @@ template <typename F> void AudioEdgeFinder::feed(double sample, F &&on_edge)
     const double level = x < 0 ? -x : x;
     envelope_ = level > envelope_ ? envelope_ + (level - envelope_) * attack_ : envelope_ * decay_;
     envelope_floor_ = envelope_ > envelope_floor_ ? envelope_ : envelope_floor_ * floor_decay_;
-    const double limit =
-        envelope_ >= 0.4 * envelope_floor_ ? threshold_ * envelope_ : 0.4 * envelope_floor_;
+    const bool quiet = envelope_ < 0.4 * envelope_floor_;
+    const double limit = quiet ? 0.4 * envelope_floor_ : threshold_ * envelope_;
 
     const double t = static_cast<double>(index_);
+    const double half = 0.5 * envelope_, was = previous_ < 0 ? -previous_ : previous_;
+    if (was >= half && level < half)
+        half_drop_ = t - 1 + (was - half) / (was - level);
     if (previous_ <= 0 && x > 0)
         last_up_crossing_ = t - 1 + (-previous_) / (x - previous_);
     else if (previous_ >= 0 && x < 0)
         last_down_crossing_ = t - 1 + previous_ / (previous_ - x);
     if (limit > 1e-6) {
-        if (state_ <= 0 && x > limit) {
-            if (state_ < 0 && last_up_crossing_ >= 0)
-                on_edge(last_up_crossing_, true);
-            state_ = 1;
-        } else if (state_ >= 0 && x < -limit) {
-            if (state_ > 0 && last_down_crossing_ >= 0)
-                on_edge(last_down_crossing_, false);
-            state_ = -1;
+        const int swing = state_ <= 0 && x > limit ? 1 : state_ >= 0 && x < -limit ? -1 : 0;
+        if (swing != 0 && state_ == 0) {
+            // The first swing of a wave out of silence: its start is known
+            // once the wave's next two edges are.
+            if (silent_) {
+                opening_swing_ = std::max(0.0, level > was ? t - 1 + (limit - was) / (level - was) : t);
+                opening_rising_ = swing > 0;
+                if (half_waves_)
+                    give(opening_swing_, opening_rising_, on_edge);
+                else
+                    opening_ = 1;
+            }
+            silent_ = false;
+        } else if (swing > 0 && last_up_crossing_ >= 0) {
+            edge(last_up_crossing_, true, on_edge);
+        } else if (swing < 0 && last_down_crossing_ >= 0) {
+            edge(last_down_crossing_, false, on_edge);
+        }
+        if (swing != 0) {
+            state_ = swing;
+            last_swing_ = t;
         }
     }
+    // The wave has stopped: the signal is well below its level and has not
+    // swung for longer than any half wave lasts.
+    if (quiet && !silent_ && state_ != 0 && t - last_swing_ > longest_half_)
+        fall_silent(t, false, on_edge);
     previous_ = x;
     ++index_;
+}
+
+template <typename F> void AudioEdgeFinder::finish(F &&on_edge)
+{
+    if (!silent_ && state_ != 0)
+        fall_silent(static_cast<double>(index_), true, on_edge);
 }

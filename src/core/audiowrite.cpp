@@ -135,16 +135,34 @@ void render(const PulseTrack &track, uint64_t clock, bool sine, bool half_waves,
     const double pi = std::acos(-1.0);
     const double amplitude = AUDIO_AMPLITUDE;
     BoxSampler sampler(clock);
-    uint64_t at = 0;  // cycles from the start of the tape to the current pulse
-    int sign = 1;     // of the next half-wave
+    uint64_t at = 0;      // cycles from the start of the tape to the current pulse
+    int sign = 1;         // of the next half-wave
+    uint64_t before = 0;  // cycles of the last wave, 0 when a silence came last
     for (std::size_t i = 0; i < track.size(); ++i) {
         const uint64_t cycles = uint64_t(track.units(i)) * CYCLES_PER_UNIT;
         const int64_t first = BoxSampler::steps(at), end = BoxSampler::steps(at + cycles);
         at += cycles;
         if (track.is_silence(i)) {
+            // A wave ends where the next one rises; before a pause there is
+            // no next one, so the pause opens with a half wave that gives
+            // the last wave its closing edge (a reader then measures it
+            // whole). Only where at least 10 ms of silence remain: a reader
+            // must hear the pause to know that no wave follows at once.
+            const uint64_t half = before / 2;
+            if (!half_waves && half > 0 && cycles >= half + clock / 100) {
+                const int64_t closed = first + BoxSampler::steps(half);
+                if (sine)
+                    sampler.sine(amplitude, pi / double(closed - first), first, closed, emit);
+                else
+                    sampler.flat(amplitude, closed, emit);
+            }
             sampler.flat(0, end, emit);
             sign = 1;
-        } else if (half_waves) {
+            before = 0;
+            continue;
+        }
+        before = cycles;
+        if (half_waves) {
             // The pulse is one half of a wave: the halves alternate.
             if (sine)
                 sampler.sine(sign * amplitude, pi / double(end - first), first, end, emit);

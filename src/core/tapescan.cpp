@@ -377,6 +377,43 @@ bool checked_file_within(const ScanContext &scan_ctx, const std::vector<const Ta
     return found;
 }
 
+// A turbo file whose checksum failed is read once more at its loader's own
+// threshold (the first reading takes the middle of the file's two pulse
+// lengths); that reading replaces it when its checksum passes. The pulse
+// classes and loader variables of a reading not kept are undone.
+void read_again_at_loader_threshold(const ScanContext &ctx, const TapeScanner *scanner, std::size_t index,
+                                    TapeEntry &candidate)
+{
+    std::vector<uint8_t> &info = *ctx.pulse_info;
+    const auto span = [&](const TapeEntry &e) {
+        return std::make_pair(info.begin() + long(e.first_pulse), info.begin() + long(e.first_pulse + e.pulse_count));
+    };
+    const auto [first, last] = span(candidate);
+    const std::vector<uint8_t> classes(first, last);
+    std::fill(first, last, uint8_t(0));
+    LoaderMemory learnt_before;
+    if (ctx.learnt != nullptr)
+        learnt_before = *ctx.learnt;
+    TapeEntry again;
+    std::size_t retry = index + 1;
+    bool read = false;
+    {
+        const turbo::LoaderThresholdReading at_loader_threshold;
+        read = scanner->recognise(ctx, index, again, retry);
+    }
+    if (read && again.has_checkbyte && again.checkbyte_pass) {
+        candidate = std::move(again);
+        return;
+    }
+    if (read) {
+        const auto [from, to] = span(again);
+        std::fill(from, to, uint8_t(0));
+    }
+    std::copy(classes.begin(), classes.end(), first);
+    if (ctx.learnt != nullptr)
+        *ctx.learnt = learnt_before;
+}
+
 } // namespace
 
 TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &options,
@@ -470,6 +507,8 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
             std::size_t retry = i + 1;
             ctx.horizon = i + SEARCH_HORIZON;
             if (scanner->recognise(ctx, i, candidate, retry)) {
+                if (candidate.has_checkbyte && !candidate.checkbyte_pass && turbo_loader_of(scanner) != nullptr)
+                    read_again_at_loader_threshold(ctx, scanner, i, candidate);
                 const std::size_t end = candidate.first_pulse + candidate.pulse_count;
                 if (!candidate.has_checkbyte) {
                     // The probe writes classes of its own: keep the candidate's.

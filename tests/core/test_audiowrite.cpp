@@ -68,13 +68,14 @@ constexpr int16_t HI = 30000, LO = -30000;
 
 // The hand tape's samples. Edges in samples, cycles x 44100 / 985248:
 // S 0, 8.594, 17.188; M 29.005, 40.821; L 56.219, 71.616; silence to
-// 44171.616; S 44180.210, 44188.804. Sample k stands for [k - 0.5, k + 0.5):
-// the one an edge falls in is 30000 x (share before - share after), e.g.
-// sample 9: 30000 x (0.094 - 0.906) = -24361; the last one whose span ends
-// within the tape is 44188.
+// 44171.616; S 44180.210, 44188.804. The pause opens with a high half as
+// long as L's (to 87.014), which gives L its closing edge. Sample k stands
+// for [k - 0.5, k + 0.5): the one an edge falls in is 30000 x (share before -
+// share after), e.g. sample 9: 30000 x (0.094 - 0.906) = -24361; the last one
+// whose span ends within the tape is 44188.
 const std::vector<SampleRun> HAND_SQUARE = {
     {HI, 9},  {-24361, 1}, {LO, 7},  {-11277, 1}, {HI, 11}, {281, 1},   {LO, 11},   {10716, 1}, {HI, 14},
-    {13137, 1}, {LO, 15},  {-3495, 1}, {0, 44099}, {26505, 1}, {HI, 7}, {12628, 1}, {LO, 8}};
+    {13137, 1}, {LO, 15},  {23011, 1}, {HI, 14}, {15421, 1}, {0, 44084}, {26505, 1}, {HI, 7}, {12628, 1}, {LO, 8}};
 constexpr std::size_t HAND_SAMPLES = 44189;
 
 } // namespace
@@ -97,8 +98,11 @@ TEST(AudioWrite, SineWaveByHand)
     const Samples first = {0,      10664,  19920,  26542,  29658,  28853,  24236,  16416,  6427,
                            -4412, -14667, -22985, -28265, -29810, -27415, -21397, -12552};
     EXPECT_EQ(Samples(s.begin(), s.begin() + 17), first);
-    // The pause is silent, in sine waves too.
-    for (std::size_t k = 73; k < 44172; ++k)
+    // The pause opens with the closing half wave (a positive half of a sine
+    // as long as L's halves), then is silent, in sine waves too.
+    for (std::size_t k = 73; k < 87; ++k)
+        ASSERT_GT(s[k], 0) << k;
+    for (std::size_t k = 88; k < 44172; ++k)
         ASSERT_EQ(s[k], 0) << k;
     EXPECT_NE(s[44172], 0);
     EXPECT_NE(s, render_samples(scan(hand_tape()), false));
@@ -172,11 +176,11 @@ TEST(AudioWrite, ClockOfThePlatform)
 {
     // VIC 20 PAL (1,108,416 Hz), edges at cycles x 44100 / 1108416 samples:
     // S 7.640, 15.279; M 25.783, 36.287; L 49.973, 63.659; silence to
-    // 39263.228; S 39270.867, 39278.506.
+    // 39263.228; S 39270.867, 39278.506; the closing half of L to 77.345.
     const Samples s = render_samples(scan(hand_tape(true)), false);
     const std::vector<SampleRun> expected = {
         {HI, 8},  {-21659, 1}, {LO, 6},  {-16681, 1}, {HI, 10}, {-13101, 1}, {LO, 9},   {-17118, 1}, {HI, 13},
-        {-1689, 1}, {LO, 13},  {-4752, 1}, {0, 39198}, {7979, 1}, {HI, 7},   {-7618, 1}, {LO, 7}};
+        {-1689, 1}, {LO, 13},  {20495, 1}, {HI, 12}, {25349, 1}, {0, 39185}, {7979, 1}, {HI, 7},   {-7618, 1}, {LO, 7}};
     EXPECT_EQ(runs_of(s), expected);
 }
 
@@ -231,9 +235,10 @@ TEST(AudioWrite, OverflowedPauseIsSilentAndWhole)
     f.insert(f.end(), data.begin(), data.end());
     tap_fix_data_size(f);
     const Samples s = render_samples(scan(f), false);
-    // Edges in samples: 8.594, 17.188; 384 + 16,777,592 = 16,777,976 cycles
-    // -> 750,986.688; + 192 -> 750,995.282; + 384 -> 751,003.876.
-    const std::vector<SampleRun> expected = {{HI, 9},      {-24361, 1}, {LO, 7}, {-20639, 1}, {0, 750969},
+    // Edges in samples: 8.594, 17.188, the closing half to 25.782; 384 +
+    // 16,777,592 = 16,777,976 cycles -> 750,986.688; + 192 -> 750,995.282;
+    // + 384 -> 751,003.876.
+    const std::vector<SampleRun> expected = {{HI, 9}, {-24361, 1}, {LO, 7}, {-11277, 1}, {HI, 8}, {8458, 1}, {0, 750960},
                                              {5810, 1}, {HI, 8},      {-5981, 1}, {LO, 7}};
     EXPECT_EQ(runs_of(s), expected);
 }

@@ -326,7 +326,14 @@ TEST(BitPilot, FoundWithItsEndAndCalibration)
     ASSERT_TRUE(turbo::find_bit_pilot(track, 0, NOVA, 500, found, retry));
     EXPECT_EQ(found.start, 0u);
     EXPECT_EQ(found.end, 601u);
-    EXPECT_NEAR(found.threshold, 62.5 * 0x26 / 0x24, 0.01);
+    // The middle of the 0 pulses and the ideal 1 at their speed; at the
+    // loader's own threshold, 500 cycles at that speed.
+    EXPECT_NEAR(found.threshold, 0x26 * (0x24 + 0x56) / (2.0 * 0x24), 0.01);
+    {
+        const turbo::LoaderThresholdReading at_loader_threshold;
+        ASSERT_TRUE(turbo::find_bit_pilot(track, 0, NOVA, 500, found, retry));
+        EXPECT_NEAR(found.threshold, 62.5 * 0x26 / 0x24, 0.01);
+    }
     // Too short for 700: retry after the 1 that ended the run.
     EXPECT_FALSE(turbo::find_bit_pilot(track, 0, NOVA, 700, found, retry));
     EXPECT_EQ(retry, 601u);

@@ -34,7 +34,7 @@ class HandTape {
 public:
     HandTape() : tap_(tap_file_header(1, false, false, 0)) {}
 
-    turbo::Writer writer() { return turbo::Writer(tap_, GOLD_PULSES); }
+    turbo::Writer writer(const turbo::Format &pulses = GOLD_PULSES) { return turbo::Writer(tap_, pulses); }
 
     // Pilot, sync, the 20 header bytes as given, data, checksum, trailer.
     void block(const Bytes &header, const Bytes &data, std::size_t pilot = 64, std::size_t trailer = 16,
@@ -280,4 +280,41 @@ TEST(UsGoldScanner, FreeloadTapesAreNotUsGoldAndBootCodeNeedsBothCompares)
     plan.threshold_cycles = 263;
     const Bytes other = make_boot_program(plan);
     EXPECT_FALSE(LOADER_USGOLD.identify(read_boot_code(other.data(), other.size())));
+}
+
+TEST(UsGoldScanner, ReadInTheMiddleOfItsPulsesAndAtTheLoadersThresholdWhereOnlyThatPasses)
+{
+    // The loader's threshold, 360 cycles (45 units), lies 9 units above bit
+    // 0's $24 and 21 below bit 1's $42. File A's data 0 bits came out long
+    // ($2E, 46 units: a worn tape, a noisy capture): only the middle of the
+    // pilot's two lengths (51) reads them. File B was mastered with short 1
+    // bits ($30, 48 units): only the loader's own threshold reads them, and
+    // the checksum decides that the second reading is kept.
+    HandTape t;
+    const Bytes a = data_of(400, 21), b = data_of(300, 22);
+    for (int f = 0; f < 2; ++f) {
+        const Bytes &data = f == 0 ? a : b;
+        turbo::Writer w = t.writer();
+        w.repeat_byte(0x20, 64);
+        w.byte(0xFF);
+        Bytes h = name_bytes(f == 0 ? "A" : "B");
+        const Bytes ad = addresses(uint16_t(0x1000 * (f + 1)), uint16_t(0x1000 * (f + 1) + data.size()));
+        h.insert(h.end(), ad.begin(), ad.end());
+        w.bytes(h);
+        turbo::Writer d = t.writer(f == 0 ? turbo::Format{360, 0x2E, 0x42, turbo::BitOrder::MsbFirst}
+                                          : turbo::Format{360, 0x24, 0x30, turbo::BitOrder::MsbFirst});
+        d.bytes(data);
+        // The checksum in ordinary pulses (read as zeros, the data of B
+        // would otherwise check against a checksum read as zero).
+        t.writer().byte(turbo::xor_of(data.data(), data.size()));
+        t.writer().zeros(16);
+        t.pause();
+    }
+    const TapeScan scan = t.scan();
+    const std::vector<const TapeEntry *> blocks = gold(scan);
+    ASSERT_EQ(blocks.size(), 2u);
+    for (int f = 0; f < 2; ++f) {
+        EXPECT_TRUE(blocks[f]->checkbyte_pass) << f;
+        EXPECT_EQ(blocks[f]->payload, f == 0 ? a : b) << f;
+    }
 }

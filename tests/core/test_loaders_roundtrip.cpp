@@ -65,6 +65,32 @@ TEST_P(LoaderRoundTrip, OffSpeedAndJitteredTapesStillRead)
     }
 }
 
+TEST_P(LoaderRoundTrip, FourUnitsOfJitterEitherWayStillRead)
+{
+    // A worn tape or a noisy capture: every pulse up to 4 units off at
+    // random, on a tape at speed and 4 % off either way. Pulses that far
+    // from their class may count as read errors; every program must still
+    // come back with its checksum passing.
+    const Bytes tap = encode(loader(), programs());
+    for (const double speed : {0.96, 1.0, 1.04}) {
+        SCOPED_TRACE(testing::Message() << "speed " << speed);
+        const Bytes off = distorted(tap, speed, 4, uint32_t(speed * 100) + 11);
+        const TapeScan scan = scan_tape(off.data(), off.size());
+        expect_covering(scan);
+        for (const TapeEntry &e : scan.entries) {
+            EXPECT_NE(e.kind, EntryKind::Unrecognized) << "at " << e.start << " to " << e.end;
+            if (e.has_checkbyte) {
+                EXPECT_TRUE(e.checkbyte_pass) << e.type << " at " << e.start;
+            }
+        }
+        const std::vector<Bytes> got = loaded_programs(scan, loader().scanner);
+        const std::vector<PrgInput> want = programs();
+        ASSERT_EQ(got.size(), want.size());
+        for (std::size_t i = 0; i < want.size(); ++i)
+            EXPECT_EQ(got[i], want[i].bytes) << "program " << i;
+    }
+}
+
 TEST_P(LoaderRoundTrip, SlowSpeedDriftStillReads)
 {
     // 2 % of wow over 20000 pulses, around a tape 3 % slow and 3 % fast.

@@ -41,6 +41,9 @@ bool recognise(const ScanContext &ctx, std::size_t index, TapeEntry &entry, std:
     if (!find_byte_pilot_after_zeros(track, index, SEARCH, PILOT, pilot, retry, ctx.horizon))
         return false;
     retry = pilot.end;  // whatever follows, this pilot leads nowhere else
+    // Read in the middle of the pilot's two lengths (or, when asked, at the
+    // loader's own threshold: the pilot was searched with a middle one).
+    pilot.threshold = calibrated_threshold(pilot.means, FORMAT);
     const BitReader reader(track, pilot.threshold, FORMAT.order);
 
     std::vector<uint8_t> head;

@@ -69,14 +69,29 @@ ClassMeans class_means(const PulseTrack &track, std::size_t first, std::size_t e
     return m;
 }
 
+namespace {
+thread_local bool reading_at_loader_threshold = false;
+}
+
+LoaderThresholdReading::LoaderThresholdReading() : was_(reading_at_loader_threshold)
+{
+    reading_at_loader_threshold = true;
+}
+
+LoaderThresholdReading::~LoaderThresholdReading() { reading_at_loader_threshold = was_; }
+
 double calibrated_threshold(const ClassMeans &means, const Format &format)
 {
     const double nominal = units_of_cycles(format.threshold_cycles);
     if (means.zeros == 0)
         return nominal;
-    if (means.ones == 0)
+    // The loader's own threshold at the tape's speed.
+    if (reading_at_loader_threshold)
         return means.zero * nominal / format.ideal0;
-    return (means.zero + means.one) / 2;
+    // The middle of the two lengths: with no 1 pulse measured, the ideal 1
+    // at the speed of the 0 pulses.
+    const double one = means.ones == 0 ? means.zero * format.ideal1 / format.ideal0 : means.one;
+    return (means.zero + one) / 2;
 }
 
 bool plausible_speed(const ClassMeans &means, const Format &format, double slack)

@@ -78,9 +78,28 @@ struct ClassMeans {
 ClassMeans class_means(const PulseTrack &track, std::size_t first, std::size_t end, double threshold_units);
 
 // The threshold for reading a block whose pilot has these means: halfway
-// between them; with no 1 pulse in the pilot, the nominal ratio of threshold
+// between them; with no 1 pulse in the pilot, halfway between the 0 pulses
+// and the ideal 1 at their speed. Many loaders' own thresholds lie off that
+// middle (US Gold's 360 cycles is 9 units above bit 0 and 21 below bit 1):
+// a tape's jitter and a capture's noise are read more safely in the middle.
+// While a LoaderThresholdReading lives (on this thread), it is the loader's
+// own threshold at the tape's speed instead: the nominal ratio of threshold
 // to ideal 0 applied to the measured 0 pulses.
 double calibrated_threshold(const ClassMeans &means, const Format &format);
+
+// The scan reads a file whose checksum failed once more at the loader's own
+// threshold, and keeps that reading when its checksum passes (a tape
+// mastered for the loader's threshold may read only there).
+class LoaderThresholdReading {
+public:
+    LoaderThresholdReading();
+    ~LoaderThresholdReading();
+    LoaderThresholdReading(const LoaderThresholdReading &) = delete;
+    LoaderThresholdReading &operator=(const LoaderThresholdReading &) = delete;
+
+private:
+    bool was_;
+};
 
 // True when the measured means lie within `slack` (a fraction) of the
 // format's ideal values: the pilot is of this format, read at a plausible
