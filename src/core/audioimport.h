@@ -91,6 +91,10 @@ AudioImportResult import_audio_capture(const std::string &audio_path, const std:
 // A lone swing in a pause (a click) gives no edge.
 class AudioEdgeFinder {
 public:
+    // No swing of a tape's wave stays below this share of the loudest
+    // recent level (a level that wobbles by a third stays above half).
+    static constexpr double SWING_SHARE_OF_LOUDEST = 0.25;
+
     AudioEdgeFinder(double sample_rate, double threshold, bool half_waves = false);
     // Feeds one sample; calls on_edge(time_in_samples, rising) for each edge.
     template <typename F> void feed(double sample, F &&on_edge);
@@ -188,12 +192,15 @@ template <typename F> void AudioEdgeFinder::feed(double sample, F &&on_edge)
     // recent level, which fades over seconds. While the signal is well
     // below that level (a pause between programs) only a swing of 40 % of
     // it counts, so hiss never becomes pulses; otherwise a share of the
-    // current level.
+    // current level, but never less than a quarter of the loudest: as the
+    // follower falls after the wave has stopped, hiss must not pass for
+    // the wave's last swings.
     const double level = x < 0 ? -x : x;
     envelope_ = level > envelope_ ? envelope_ + (level - envelope_) * attack_ : envelope_ * decay_;
     envelope_floor_ = envelope_ > envelope_floor_ ? envelope_ : envelope_floor_ * floor_decay_;
     const bool quiet = envelope_ < 0.4 * envelope_floor_;
-    const double limit = quiet ? 0.4 * envelope_floor_ : threshold_ * envelope_;
+    const double limit =
+        quiet ? 0.4 * envelope_floor_ : std::max(threshold_ * envelope_, SWING_SHARE_OF_LOUDEST * envelope_floor_);
 
     const double t = static_cast<double>(index_);
     const double half = 0.5 * envelope_, was = previous_ < 0 ? -previous_ : previous_;

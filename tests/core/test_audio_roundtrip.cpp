@@ -277,6 +277,19 @@ TEST_P(AudioRoundTrip, FilesEndingAtPausesComeBackWhole)
     expect_same_files_through_sound(tape_of(GetParam()), playings(), GetParam());
 }
 
+TEST_P(AudioRoundTrip, JitteredFilesComeBackThroughHiss)
+{
+    // A worn tape: every pulse up to 4 units off at random, 2 % slow; then
+    // played with hiss 26 dB down and lost treble. Bits are read in the
+    // middle of each file's own pulse lengths, so the two add up safely.
+    const Bytes jittered = distorted(tape_of(GetParam()), 1.02, 4, 99);
+    expect_same_files_through_sound(
+        jittered,
+        {{"synth 44.1 kHz square low first, 7 kHz treble, hiss 26 dB down", false, AudioFormat::Wav, false,
+          player(44100, false, true, 7000, 26, 1, 0)}},
+        GetParam() + " jittered");
+}
+
 INSTANTIATE_TEST_SUITE_P(Loaders, AudioRoundTrip, testing::ValuesIn([] {
                              std::vector<std::string> ids = {"cbm"};
                              for (const TurboLoader &l : turbo_loaders())
