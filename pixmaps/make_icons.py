@@ -1,14 +1,33 @@
 #!/usr/bin/env python3
 """Draws the two compiled-in program pictures as XPM sources.
 
-tape_icon.xpm       a compact cassette, 48 x 48, 73 colours
+tape_icon.xpm       the cassette of desktop/cassette.py, 48 x 48, 73 colours
 tape_icon_xmas.xpm  the same cassette wearing a winter hat with holly,
                     57 x 50, 92 colours
+
+The cassette is painted exactly as the 48 x 48 desktop icon is, so the window
+and the desktop show one drawing. An XPM pixel is opaque or not, so a pixel
+more than half covered keeps its colour and the rest are left out; the colours
+are then cut down (median cut) to what one character a pixel can name.
 Run it again after changing the art; the outputs are committed.
+
+    make_icons.py [OUTPUT-FOLDER]     (default: the pixmaps folder beside it)
 """
 import math
+import os
+import sys
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, os.pardir, "desktop"))
+sys.dont_write_bytecode = True  # no __pycache__ left in the source tree
+import cassette  # noqa: E402
 
 CHARS = [chr(c) for c in range(32, 127) if chr(c) not in '"\\']  # 93 symbols
+SIZE = 48
+ICON_COLOURS = 72       # plus "None"
+SEASONAL_COLOURS = 91   # plus "None"; the hat and holly take 20 of them
+SEASONAL_WIDTH, SEASONAL_HEIGHT = 57, 50
+SEASONAL_OFFSET = (7, 9)  # where the cassette's square sits under the hat
 
 
 def lerp(a, b, t):
@@ -19,78 +38,62 @@ def ramp(a, b, n):
     return [lerp(a, b, i / max(1, n - 1)) for i in range(n)]
 
 
-def cassette_palette(body_shades, tint=0):
-    pal = {}
-    pal['body'] = ramp((112, 118, 130 + tint), (38, 42, 52), body_shades)
-    pal['edge'] = [(18, 20, 26)]
-    pal['label'] = ramp((250, 244, 220), (214, 204, 170), 8)
-    pal['stripe'] = [(214, 48, 49), (232, 110, 40), (243, 176, 45), (96, 170, 70)]
-    pal['ink'] = [(70, 60, 50), (120, 105, 90)]
-    pal['window'] = ramp((60, 44, 34), (24, 18, 14), 5)
-    pal['tape'] = ramp((150, 92, 50), (92, 52, 26), 5)
-    pal['hub'] = ramp((250, 250, 250), (170, 172, 178), 5)
-    pal['screw'] = ramp((226, 228, 232), (120, 122, 128), 4)
-    pal['bottom'] = ramp((150, 156, 168), (92, 98, 110), 6)
-    pal['hole'] = [(10, 10, 12)]
-    return pal
+def unique(seq):
+    out = []
+    for c in seq:
+        if c not in out:
+            out.append(c)
+    return out
 
 
-def draw_cassette(px, ox, oy, pal):
-    """Paints a 44 x 32 cassette with its top-left corner at (ox+2, oy+8)."""
-    nb = len(pal['body'])
-    x0, y0, x1, y1 = 2, 8, 45, 39
-    for y in range(y0, y1 + 1):
-        for x in range(x0, x1 + 1):
-            corner = (x in (x0, x1) and y in (y0, y1))
-            if corner:
-                continue
-            edge = x in (x0, x1) or y in (y0, y1)
-            if edge:
-                c = pal['edge'][0]
-            else:
-                t = ((x - x0) + (y - y0)) / ((x1 - x0) + (y1 - y0))
-                c = pal['body'][round(t * (nb - 1))]
-            px[(ox + x, oy + y)] = c
-    # label with coloured stripes and a written line
-    for y in range(11, 29):
-        for x in range(6, 42):
-            t = (y - 11) / 17
-            c = pal['label'][round(t * 7)]
-            if y in (12, 13):
-                c = pal['stripe'][min(3, (x - 6) // 9)]
-            if y == 15 and 9 <= x <= 30 and (x % 4) != 3:
-                c = pal['ink'][0]
-            if y == 27 and 9 <= x <= 38:
-                c = pal['ink'][1]
-            px[(ox + x, oy + y)] = c
-    # window with two reels of tape
-    for y in range(17, 26):
-        for x in range(13, 35):
-            px[(ox + x, oy + y)] = pal['window'][min(4, (y - 17) // 2)]
-    for cx in (18.5, 29.5):
-        for y in range(16, 27):
-            for x in range(12, 36):
-                d = math.hypot(x - cx, y - 21)
-                if d <= 4.6 and d > 2.2:
-                    px[(ox + x, oy + y)] = pal['tape'][min(4, int((d - 2.2) * 2))]
-                elif d <= 2.2:
-                    spoke = (x + y) % 2 == 0 and d > 1.0
-                    px[(ox + x, oy + y)] = pal['hole'][0] if spoke else pal['hub'][min(4, int(d * 2))]
-    # lower trapezoid with its guide holes
-    for y in range(31, 39):
-        inset = (y - 31) // 2
-        for x in range(11 - inset, 37 + inset):
-            c = pal['bottom'][min(5, y - 31)]
-            if y in (34, 35) and x in (15, 16, 31, 32):
-                c = pal['hole'][0]
-            if y in (35, 36) and x in (22, 23, 24, 25):
-                c = pal['hole'][0]
-            px[(ox + x, oy + y)] = c
-    # four screws
-    for sx, sy in ((4, 10), (43, 10), (4, 37), (43, 37)):
-        for dx in (-1, 0):
-            for dy in (-1, 0):
-                px[(ox + sx + dx, oy + sy + dy)] = pal['screw'][(dx + 1) * 2 + (dy + 1)]
+def cassette_pixels():
+    """{(x, y): colour} of the cassette's pixels more than half covered."""
+    px = {}
+    for y, row in enumerate(cassette.render(cassette.shapes(), SIZE)):
+        for x in range(SIZE):
+            r, g, b, a = row[4 * x:4 * x + 4]
+            if a > 128:  # 128 is exactly half of the samples
+                px[(x, y)] = (r, g, b)
+    return px
+
+
+def spread(box, counts):
+    """A box's pixel-weighted variance over all channels, and its widest channel."""
+    weight = sum(counts[c] for c in box)
+    var = []
+    for i in range(3):
+        m = sum(c[i] * counts[c] for c in box) / weight
+        var.append(sum(counts[c] * (c[i] - m) ** 2 for c in box))
+    return sum(var), var.index(max(var))
+
+
+def mean(box, counts):
+    weight = sum(counts[c] for c in box)
+    return tuple(round(sum(c[i] * counts[c] for c in box) / weight) for i in range(3))
+
+
+def reduce_colours(px, n):
+    """Repaints px in n colours: the colours are split into n boxes, each
+    painted in its pixels' mean, always splitting the box that strays most."""
+    counts = {}
+    for c in px.values():
+        counts[c] = counts.get(c, 0) + 1
+    if len(counts) < n:
+        raise SystemExit('the picture has only %d colours, not %d' % (len(counts), n))
+    boxes = [list(counts)]
+    while len({mean(b, counts) for b in boxes}) < n:
+        box = max((b for b in boxes if len(b) > 1), key=lambda b: spread(b, counts)[0])
+        axis = spread(box, counts)[1]
+        box.sort(key=lambda c: (c[axis], c))
+        half, acc, k = sum(counts[c] for c in box) / 2, 0, 0
+        while acc < half:
+            acc += counts[box[k]]
+            k += 1
+        k = min(max(k, 1), len(box) - 1)
+        boxes.remove(box)
+        boxes += [box[:k], box[k:]]
+    to = {c: mean(b, counts) for b in boxes for c in b}
+    return {p: to[c] for p, c in px.items()}
 
 
 def write_xpm(path, name, width, height, px, colours):
@@ -110,70 +113,69 @@ def write_xpm(path, name, width, height, px, colours):
         f.write('\n'.join(lines) + '\n')
 
 
-def unique(seq):
-    out = []
-    for c in seq:
-        if c not in out:
-            out.append(c)
-    return out
+HAT_RED = ramp((236, 40, 44), (120, 12, 18), 8)
+FUR = ramp((255, 255, 255), (206, 214, 224), 4)
+LEAF = ramp((70, 170, 70), (20, 90, 34), 6)
+BERRY = [(200, 20, 30), (255, 120, 120)]
+DECORATION_COLOURS = HAT_RED + FUR + LEAF + BERRY
 
 
-def palette_colours(pal):
-    return unique([c for key in pal for c in pal[key]])
+def decoration():
+    """{(x, y): colour} of the hat and holly on the seasonal picture."""
+    px = {}
+    # hat: a red cone leaning right over the cassette's left corner, with a pompom
+    for y in range(0, 19):
+        half = y * 0.55
+        cx = 14 + (18 - y) * 0.25
+        for x in range(0, SEASONAL_WIDTH):
+            if abs(x - cx) <= half + 0.5:
+                px[(x, y)] = HAT_RED[min(7, int(abs(x - cx) / max(1, half) * 7))]
+    for y in range(16, 21):
+        for x in range(3, 27):
+            px[(x, y)] = FUR[min(3, abs(y - 18))]
+    for y in range(0, 5):
+        for x in range(16, 22):
+            if math.hypot(x - 18.5, y - 2) <= 2.6:
+                px[(x, y)] = FUR[min(3, int(math.hypot(x - 18.5, y - 2)))]
+    # holly at the right corner
+    for (lx, ly, ang) in ((44, 12, 0.5), (52, 13, -0.6)):
+        for y in range(5, 21):
+            for x in range(36, SEASONAL_WIDTH):
+                u = (x - lx) * math.cos(ang) + (y - ly) * math.sin(ang)
+                v = -(x - lx) * math.sin(ang) + (y - ly) * math.cos(ang)
+                if (u / 6.0) ** 2 + (v / 2.6) ** 2 <= 1.0:
+                    px[(x, y)] = LEAF[min(5, int(abs(v) * 2))]
+    for (bx, by) in ((47, 9), (50, 8), (48.5, 6)):
+        for y in range(3, 13):
+            for x in range(44, 54):
+                if math.hypot(x - bx, y - by) <= 1.6:
+                    px[(x, y)] = BERRY[1] if (x - bx < -0.5 and y - by < -0.5) else BERRY[0]
+    return px
 
 
-def fit_body(total_wanted, extra=()):
-    """Picks the body ramp length that makes the table exactly the size wanted."""
-    for shades in range(2, 200):
-        for tint in range(0, 8):
-            pal = cassette_palette(shades, tint)
-            if len(unique(palette_colours(pal) + list(extra))) == total_wanted:
-                return pal
-    raise SystemExit('cannot fit palette')
+def main():
+    root = sys.argv[1] if len(sys.argv) > 1 else HERE
+    os.makedirs(root, exist_ok=True)
+    tape = cassette_pixels()
+
+    icon = reduce_colours(tape, ICON_COLOURS)
+    write_xpm(os.path.join(root, 'tape_icon.xpm'), 'tape_icon_xpm', SIZE, SIZE, icon,
+              unique(icon.values()))
+
+    # The seasonal picture: the cassette moved right and down under the hat;
+    # only the part the hat leaves visible shares out the remaining colours.
+    ox, oy = SEASONAL_OFFSET
+    hat = decoration()
+    moved = {(x + ox, y + oy): c for (x, y), c in tape.items()}
+    assert all(x < SEASONAL_WIDTH and y < SEASONAL_HEIGHT for x, y in moved)
+    extra = unique(DECORATION_COLOURS)
+    shown = reduce_colours({p: c for p, c in moved.items() if p not in hat},
+                           SEASONAL_COLOURS - len(extra))
+    colours = unique(list(shown.values()) + extra)
+    assert len(colours) == SEASONAL_COLOURS
+    write_xpm(os.path.join(root, 'tape_icon_xmas.xpm'), 'tape_icon_xmas_xpm',
+              SEASONAL_WIDTH, SEASONAL_HEIGHT, {**shown, **hat}, colours)
 
 
-# The normal icon: 72 colours plus "None" = 73.
-pal = fit_body(72)
-px = {}
-draw_cassette(px, 0, 0, pal)
-write_xpm('tape_icon.xpm', 'tape_icon_xpm', 48, 48, px, palette_colours(pal))
-
-# The seasonal picture: the cassette moved right and down, with a hat and holly.
-hat_red = ramp((236, 40, 44), (120, 12, 18), 8)
-fur = ramp((255, 255, 255), (206, 214, 224), 4)
-leaf = ramp((70, 170, 70), (20, 90, 34), 6)
-berry = [(200, 20, 30), (255, 120, 120)]
-extra = hat_red + fur + leaf + berry
-pal = fit_body(91, extra)
-px = {}
-draw_cassette(px, 7, 9, pal)
-# hat: a red cone leaning right over the cassette's left corner, with a pompom
-for y in range(0, 19):
-    half = y * 0.55
-    cx = 14 + (18 - y) * 0.25
-    for x in range(0, 57):
-        if abs(x - cx) <= half + 0.5:
-            px[(x, y)] = hat_red[min(7, int(abs(x - cx) / max(1, half) * 7))]
-for y in range(16, 21):
-    for x in range(3, 27):
-        px[(x, y)] = fur[min(3, abs(y - 18))]
-for y in range(0, 5):
-    for x in range(16, 22):
-        if math.hypot(x - 18.5, y - 2) <= 2.6:
-            px[(x, y)] = fur[min(3, int(math.hypot(x - 18.5, y - 2)))]
-# holly at the right corner
-for (lx, ly, ang) in ((44, 12, 0.5), (52, 13, -0.6)):
-    for y in range(5, 21):
-        for x in range(36, 57):
-            u = (x - lx) * math.cos(ang) + (y - ly) * math.sin(ang)
-            v = -(x - lx) * math.sin(ang) + (y - ly) * math.cos(ang)
-            if (u / 6.0) ** 2 + (v / 2.6) ** 2 <= 1.0:
-                px[(x, y)] = leaf[min(5, int(abs(v) * 2))]
-for (bx, by) in ((47, 9), (50, 8), (48.5, 6)):
-    for y in range(3, 13):
-        for x in range(44, 54):
-            d = math.hypot(x - bx, y - by)
-            if d <= 1.6:
-                px[(x, y)] = berry[1] if (x - bx < -0.5 and y - by < -0.5) else berry[0]
-write_xpm('tape_icon_xmas.xpm', 'tape_icon_xmas_xpm', 57, 50, px,
-          unique(palette_colours(pal) + extra))
+if __name__ == '__main__':
+    main()

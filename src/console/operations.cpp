@@ -108,6 +108,25 @@ bool write_prgs(PrgFolder &prg, const std::vector<PrgFile> &files, TapeReportExt
     return all;
 }
 
+// The bytes of unknown turbo stretches, beside the PRG files and removed
+// with them by the next run.
+bool write_study_files(PrgFolder &prg, const std::vector<PrgFile> &files, TapeReportExtras &extras)
+{
+    std::string names, error;
+    for (const PrgFile &f : files) {
+        std::string name;
+        if (!prg.write(f, &name, &error)) {
+            extras.after_totals.push_back("Study files : not all written: " + error);
+            complain(error);
+            return false;
+        }
+        names += (names.empty() ? "" : ", ") + name;
+    }
+    if (!files.empty())
+        extras.after_totals.push_back("Study files : " + names + " (bytes of unknown turbo stretches, not programs)");
+    return true;
+}
+
 // The loader variables earlier runs kept (-preserve): none when the file is
 // missing or unreadable.
 LoaderMemory read_loader_memory(const std::string &path)
@@ -233,7 +252,7 @@ int run_tape_job(const ConsoleOptions &o, const std::string &report_folder)
         unsigned skipped = 0;
         const std::vector<PrgFile> files = tape_prg_files(scan, o.prgunite, &skipped);
         if (prg_ok) {
-            prg_ok = write_prgs(prg, files, extras);
+            prg_ok = write_prgs(prg, files, extras) && write_study_files(prg, tape_study_files(scan), extras);
         } else {
             extras.after_totals.push_back("PRG files   : none written: " + prg_error);
         }

@@ -22,10 +22,18 @@ bool listable_char(char c)
     return g_ascii_isalnum(c) || c == ' ' || c == '.' || c == '-' || c == '_' || c == '(' || c == ')';
 }
 
+// The endings of the files this program writes there: programs, and the
+// bytes of unknown turbo stretches for study.
+bool written_ending(const std::string &name)
+{
+    constexpr std::size_t ending = 4;  // ".prg", ".bin"
+    return name.size() > ending && (name.compare(name.size() - ending, ending, ".prg") == 0 ||
+                                    name.compare(name.size() - ending, ending, ".bin") == 0);
+}
+
 bool listable_name(const std::string &name)
 {
-    constexpr std::size_t ending = 4;  // ".prg"
-    if (name.size() <= ending || name.compare(name.size() - ending, ending, ".prg") != 0)
+    if (!written_ending(name))
         return false;
     for (char c : name) {
         if (!listable_char(c))
@@ -205,8 +213,9 @@ bool PrgFolder::write(const PrgFile &file, std::string *written_name, std::strin
         return false;
     }
     const std::string base = file.file_name.substr(0, file.file_name.size() - 4);
+    const std::string ending = file.file_name.substr(file.file_name.size() - 4);
     for (int n = 1; n <= MAX_NAME_SUFFIX; ++n) {
-        const std::string name = n == 1 ? file.file_name : base + " (" + std::to_string(n) + ").prg";
+        const std::string name = n == 1 ? file.file_name : base + " (" + std::to_string(n) + ")" + ending;
         const std::string path = join_path(folder_, name);
         // Created exclusively: an entry of this name, whatever it is, is
         // never replaced or written through.

@@ -1,6 +1,7 @@
 #include "console/prgout.h"
 
 #include "console/cbmblocks.h"
+#include "core/turbodescribe.h"
 
 #include <glib.h>
 
@@ -100,6 +101,23 @@ std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *
             files.push_back(std::move(f));
         }
         next_address = uint16_t(p.load_address + data.size());
+    }
+    return files;
+}
+
+std::vector<PrgFile> tape_study_files(const TapeScan &scan)
+{
+    std::vector<PrgFile> files;
+    for (std::size_t k = 0; k < scan.entries.size(); ++k) {
+        const TapeEntry &e = scan.entries[k];
+        if (e.type != ENTRY_TYPE_UNKNOWN_TURBO || e.payload.empty())
+            continue;
+        char number[32];
+        std::snprintf(number, sizeof number, "%03zu", k + 1);
+        PrgFile f;
+        f.file_name = std::string(number) + "-UNKNOWN-TURBO.bin";
+        f.bytes = e.payload;
+        files.push_back(std::move(f));
     }
     return files;
 }

@@ -46,5 +46,10 @@ struct PrgFile {
 // that are no program (see cbm_programs).
 std::vector<PrgFile> tape_prg_files(const TapeScan &scan, bool unite, unsigned *skipped = nullptr);
 
+// The bytes of every UNKNOWN TURBO stretch, for study: "NNN-UNKNOWN-TURBO.bin"
+// (NNN its report index), as read after its pilots, never a PRG file (no
+// load address is known, and nothing was verified).
+std::vector<PrgFile> tape_study_files(const TapeScan &scan);
+
 // NAME of a program name (see the top of this file).
 std::string prg_name_part(const std::string &name);

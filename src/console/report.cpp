@@ -63,6 +63,8 @@ void write_entry(std::string &out, const TapeScan &scan, const TapeEntry &e, boo
     line(out, "Location: $%04" PRIX64 " -> $%04" PRIX64 " -> $%04" PRIX64 " -> $%04" PRIX64, e.start, e.inner_start,
          e.inner_end, e.end);
     if (e.kind != EntryKind::File) {
+        if (!e.description.empty())
+            line(out, "%s", e.description.c_str());
         out += '\n';
         return;
     }

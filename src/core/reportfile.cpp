@@ -24,8 +24,10 @@ constexpr const char KEY_CHECKBYTE[] = "Checkbyte Actual/Expected: ";
 constexpr const char KEY_READ_ERRORS[] = "Read Errors: ";
 constexpr const char KEY_CRC32[] = "CRC32: ";
 constexpr const char KEY_FILE_ID[] = " - File ID : ";
+constexpr const char KEY_TURBO[] = "Turbo: ";
 
 constexpr const char UNRECOGNIZED[] = "UNRECOGNIZED";
+constexpr const char UNKNOWN_TURBO[] = "UNKNOWN TURBO";
 
 // The text after `key` when the line begins with it, else nullptr.
 template <std::size_t N>
@@ -125,7 +127,7 @@ void read_location(const char *text, ReportEntry &entry, ReportTotals &totals)
             entry.end_fraction = static_cast<double>(entry.end) / static_cast<double>(total);
         }
     }
-    if (std::strncmp(entry.type.c_str(), UNRECOGNIZED, sizeof UNRECOGNIZED - 1) != 0)
+    if (!report_type_unrecognised(entry.type))
         totals.recognized_size = std::clamp<int64_t>(totals.recognized_size + pulses, -REPORT_OFFSET_MAX,
                                                      REPORT_OFFSET_MAX);
 }
@@ -210,10 +212,19 @@ ParsedReport report_parse_stream(FILE *stream, ReportTotals previous)
             entry.crc32 = without_newline(rest);
         } else if (after_key(line, KEY_FILE_ID)) {
             entry.first_copy = contains(line, "FIRST");
+        } else if (after_key(line, KEY_TURBO)) {
+            entry.turbo = without_newline(line);
         }
     }
     return report;
 }
+
+bool report_type_unrecognised(const std::string &type)
+{
+    return type.compare(0, sizeof UNRECOGNIZED - 1, UNRECOGNIZED) == 0 || report_type_unknown_turbo(type);
+}
+
+bool report_type_unknown_turbo(const std::string &type) { return type == UNKNOWN_TURBO; }
 
 ParsedReport report_parse_file(const std::string &path, ReportTotals previous)
 {

@@ -57,12 +57,19 @@ struct ReportEntry {
     bool split_mark = false;     // 16: owned by the split tool
     bool first_copy = false;     // 17: the "File ID" line says FIRST
     bool excluded = false;       // 18: owned by the tape editor
+    // Not a model column: the "Turbo: ..." line of an UNKNOWN TURBO stretch.
+    std::string turbo;
 };
+
+// True for the types of stretches no scanner verified: "UNRECOGNIZED..." and
+// "UNKNOWN TURBO" (a turbo described from its pulses, nothing checked).
+bool report_type_unrecognised(const std::string &type);
+bool report_type_unknown_turbo(const std::string &type);
 
 struct ReportTotals {
     std::optional<std::string> path_last_report; // tape named by "TAP Name"
     int64_t total_size = 0;      // "TAP Size" less the 20-byte header; 0 when unknown
-    int64_t recognized_size = 0; // pulses of every entry not of an "UNRECOGNIZED" type
+    int64_t recognized_size = 0; // pulses of every entry not of an unrecognised type (see below)
     bool checksum_test_passed = false;
     bool read_test_passed = false;
 };

@@ -3,6 +3,7 @@
 
 #include "core/cbmscan.h"
 #include "core/loaders/registry.h"
+#include "core/turbodescribe.h"
 
 #include <glib.h>
 #include <glib/gi18n-lib.h>
@@ -564,6 +565,7 @@ TapeScan scan_tape(const uint8_t *file, std::size_t size, const ScanOptions &opt
         i = j;
     }
     flush_unrecognized(n);
+    describe_unknown_turbos(scan);
     if (options.overlap)
         add_overlapping_files(scan, file, size, opts, scanners);
     return scan;

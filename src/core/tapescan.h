@@ -149,6 +149,10 @@ struct TapeEntry {
     // (offset, count); they stand in the payload as 0 and the copy fails.
     std::vector<std::pair<std::size_t, std::size_t>> lost_bytes;
 
+    // What an UNKNOWN TURBO stretch holds, as a line of the report ("Turbo:
+    // threshold ..."); its payload is then the bytes read after its pilots.
+    std::string description;
+
     // The payload as decoded (header: its 192 bytes; data: the program).
     std::vector<uint8_t> payload;
 

@@ -3,7 +3,7 @@
 #include "gui/analysis.h"
 #include "gui/appstate.h"
 #include "gui/common.h"
-#include "gui/report.h"
+#include "gui/report_model.h"
 #include "gui/support.h"
 
 #include <glib/gi18n-lib.h>

@@ -2,7 +2,7 @@
 // list, tape editor, tape split): text columns, the pop-up wiring and the
 // "Show in graphical tape analysis tool" menu.
 #pragma once
-#include "gui/report.h"
+#include "gui/report_model.h"
 
 #include <gtk/gtk.h>
 

@@ -5,19 +5,16 @@
 #include "gui/common.h"
 #include "gui/report_bar.h"
 #include "gui/report_export.h"
+#include "gui/report_model.h"
 #include "gui/report_popups.h"
 #include "gui/support.h"
 
 #include <glib/gi18n-lib.h>
 
-#include <string>
-
 namespace {
 
-GtkListStore *file_list_model = nullptr;
 GtkListStore *file_types_model = nullptr;
 GHashTable *hashtable = nullptr;
-ReportTotals totals;
 
 GtkWidget *W(const char *name)
 {
@@ -66,7 +63,7 @@ void build_file_list_view()
     list_column(view, _(" Check? "), REPORT_CHECKBYTE, REPORT_CHECKBYTE, text_renderer(0.5), "text");
     list_column(view, _(" File name "), REPORT_NAME, REPORT_NAME, text_renderer(0.0), "text");
     gtk_tree_selection_set_mode(gtk_tree_view_get_selection(view), GTK_SELECTION_BROWSE);
-    gtk_tree_view_set_model(view, GTK_TREE_MODEL(file_list_model));
+    gtk_tree_view_set_model(view, GTK_TREE_MODEL(report_file_list_model()));
 }
 
 void build_file_types_view()
@@ -77,22 +74,6 @@ void build_file_types_view()
     list_column(view, _(" Type descriptor "), 0, -1, text_renderer(0.0), "text");
     gtk_tree_view_set_model(view, GTK_TREE_MODEL(file_types_model));
     g_object_unref(file_types_model);
-}
-
-void append_row(const ReportEntry &e)
-{
-    GtkTreeIter iter;
-    gtk_list_store_append(file_list_model, &iter);
-    gtk_list_store_set(file_list_model, &iter, REPORT_INDEX, e.index, REPORT_COVERAGE, e.coverage,
-                       REPORT_TYPE, e.type.c_str(), REPORT_NAME, e.name.c_str(), REPORT_START, e.start,
-                       REPORT_INNER_START, e.inner_start, REPORT_INNER_END, e.inner_end, REPORT_END,
-                       e.end, REPORT_PULSES, e.pulses, REPORT_START_FRACTION, e.start_fraction,
-                       REPORT_END_FRACTION, e.end_fraction, REPORT_LOAD, e.load_address.c_str(),
-                       REPORT_END_ADDRESS, e.end_address.c_str(), REPORT_CRC32, e.crc32.c_str(),
-                       REPORT_READ_ERRORS, e.read_errors ? e.read_errors->c_str() : nullptr,
-                       REPORT_CHECKBYTE, e.checkbyte ? e.checkbyte->c_str() : nullptr,
-                       REPORT_SPLIT_MARK, e.split_mark, REPORT_FIRST_COPY, e.first_copy,
-                       REPORT_EXCLUDED, e.excluded, -1);
 }
 
 void refill_file_types()
@@ -115,6 +96,7 @@ void refill_file_types()
 
 void refresh_interactive_page()
 {
+    const ReportTotals &totals = report_model_totals();
     report_bar_repaint();
     gtk_image_set_from_stock(GTK_IMAGE(W("image_checkbyte_test")),
                              totals.checksum_test_passed ? GTK_STOCK_YES : GTK_STOCK_NO, GTK_ICON_SIZE_BUTTON);
@@ -140,20 +122,12 @@ void report_module_init()
 {
     build_file_types_view();
     hashtable = create_hashtable();
-    file_list_model = gtk_list_store_new(
-        REPORT_COLUMNS, G_TYPE_INT, G_TYPE_INT, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_INT64, G_TYPE_INT64,
-        G_TYPE_INT64, G_TYPE_INT64, G_TYPE_INT64, G_TYPE_DOUBLE, G_TYPE_DOUBLE, G_TYPE_STRING, G_TYPE_STRING,
-        G_TYPE_STRING, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_BOOLEAN, G_TYPE_BOOLEAN, G_TYPE_BOOLEAN);
-    gtk_tree_sortable_set_sort_column_id(GTK_TREE_SORTABLE(file_list_model), REPORT_INDEX, GTK_SORT_ASCENDING);
+    report_model_init();
     build_file_list_view();
     report_bar_init();
     report_export_init();
-    report_popups_init();
-}
-
-GtkListStore *report_file_list_model()
-{
-    return file_list_model;
+    // A left click on the bar selects the file under the pointer.
+    report_popups_init(report_select_slice);
 }
 
 void report_read_report_file(int batch)
@@ -181,15 +155,17 @@ void rebuild_interactive(int batch, bool parse)
     GtkWidget *list = W("treeview_file_list");
     GtkWidget *split = W("treeview_file_split");
     GtkWidget *editor = W("treeview_tape_editor");
+    GtkListStore *file_list_model = report_file_list_model();
     g_object_ref(file_list_model);
     gtk_tree_view_set_model(GTK_TREE_VIEW(list), nullptr);
     if (split)
         gtk_tree_view_set_model(GTK_TREE_VIEW(split), nullptr);
     if (editor)
         gtk_tree_view_set_model(GTK_TREE_VIEW(editor), nullptr);
-    gtk_list_store_clear(file_list_model);
+    report_model_clear();
     g_hash_table_remove_all(hashtable);
 
+    ReportTotals totals = report_model_totals();
     ParsedReport parsed;
     if (batch) {
         common_append_log_textview(_("NOTE: in batch mode the interactive report is not applicable\n"));
@@ -208,9 +184,10 @@ void rebuild_interactive(int batch, bool parse)
     } else {
         totals = parsed.totals;
         for (const ReportEntry &entry : parsed.entries)
-            append_row(entry);
+            report_model_append(entry);
         report_fill_type_table(hashtable, parsed.entries);
     }
+    report_model_set_totals(totals);
     refresh_interactive_page();
 
     gtk_tree_view_set_model(GTK_TREE_VIEW(list), GTK_TREE_MODEL(file_list_model));
@@ -241,63 +218,4 @@ void report_set_textview_text(const gchar *text)
 void report_set_type(int page)
 {
     gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), page);
-}
-
-gboolean report_has_been_produced()
-{
-    return totals.total_size > 0;
-}
-
-gint64 report_get_total_size()
-{
-    return totals.total_size;
-}
-
-const gchar *report_path_last_report()
-{
-    return totals.path_last_report ? totals.path_last_report->c_str() : nullptr;
-}
-
-std::vector<ReportEntry> report_model_entries()
-{
-    std::vector<ReportEntry> entries;
-    GtkTreeModel *model = GTK_TREE_MODEL(file_list_model);
-    GtkTreeIter iter;
-    for (gboolean ok = gtk_tree_model_get_iter_first(model, &iter); ok; ok = gtk_tree_model_iter_next(model, &iter)) {
-        ReportEntry e;
-        gchar *type = nullptr, *name = nullptr, *load = nullptr, *end_address = nullptr, *crc = nullptr,
-              *read_errors = nullptr, *checkbyte = nullptr;
-        gboolean split = FALSE, first = FALSE, excluded = FALSE;
-        gtk_tree_model_get(model, &iter, REPORT_INDEX, &e.index, REPORT_COVERAGE, &e.coverage, REPORT_TYPE, &type,
-                           REPORT_NAME, &name, REPORT_START, &e.start, REPORT_INNER_START, &e.inner_start,
-                           REPORT_INNER_END, &e.inner_end, REPORT_END, &e.end, REPORT_PULSES, &e.pulses,
-                           REPORT_START_FRACTION, &e.start_fraction, REPORT_END_FRACTION, &e.end_fraction,
-                           REPORT_LOAD, &load, REPORT_END_ADDRESS, &end_address, REPORT_CRC32, &crc,
-                           REPORT_READ_ERRORS, &read_errors, REPORT_CHECKBYTE, &checkbyte, REPORT_SPLIT_MARK,
-                           &split, REPORT_FIRST_COPY, &first, REPORT_EXCLUDED, &excluded, -1);
-        auto take = [](gchar *text) {
-            std::string value = text ? text : "";
-            g_free(text);
-            return value;
-        };
-        auto take_optional = [](gchar *text) -> std::optional<std::string> {
-            if (!text)
-                return std::nullopt;
-            std::string value = text;
-            g_free(text);
-            return value;
-        };
-        e.type = take(type);
-        e.name = take(name);
-        e.load_address = take(load);
-        e.end_address = take(end_address);
-        e.crc32 = take(crc);
-        e.read_errors = take_optional(read_errors);
-        e.checkbyte = take_optional(checkbyte);
-        e.split_mark = split;
-        e.first_copy = first;
-        e.excluded = excluded;
-        entries.push_back(std::move(e));
-    }
-    return entries;
 }

@@ -1,7 +1,7 @@
 #include "gui/report_bar.h"
 
 #include "gui/appstate.h"
-#include "gui/report.h"
+#include "gui/report_model.h"
 #include "gui/support.h"
 
 #include <cmath>

@@ -4,7 +4,7 @@
 #include "gui/appstate.h"
 #include "gui/common.h"
 #include "gui/interface.h"
-#include "gui/report.h"
+#include "gui/report_model.h"
 #include "gui/support.h"
 
 #include <glib/gi18n-lib.h>

@@ -3,13 +3,14 @@
 #include "gui/appstate.h"
 #include "gui/common.h"
 #include "gui/filelist.h"
-#include "gui/report.h"
-#include "gui/report_bar.h"
+#include "gui/report_model.h"
 #include "gui/support.h"
 
 #include <glib/gi18n-lib.h>
 
 namespace {
+
+void (*select_slice)(gdouble x) = nullptr;
 
 GtkWidget *file_list()
 {
@@ -31,8 +32,9 @@ GtkWidget *create_popupmenu_drawing_area_tape_contents()
                                    "popupmenu_drawing_area_show_in_graphical_tape_analysis_tool", "treeview_file_list");
 }
 
-void report_popups_init()
+void report_popups_init(void (*select_at)(gdouble x))
 {
+    select_slice = select_at;
     common_register_file_popup_builder(0, create_popupmenu_report_file);
     common_register_file_popup_builder(1, create_popupmenu_drawing_area_tape_contents);
     file_list_connect_popup(file_list(), 0);
@@ -43,8 +45,8 @@ void report_popups_init()
 gboolean on_drawingarea_tape_contents_button_press_event(GtkWidget *, GdkEventButton *event, gpointer)
 {
     if (event->button == 1) {
-        if (report_has_been_produced())
-            report_select_slice(event->x);
+        if (report_has_been_produced() && select_slice)
+            select_slice(event->x);
         return TRUE;
     }
     if (event->button == 3) {

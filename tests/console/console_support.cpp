@@ -242,7 +242,7 @@ void expect_consistent_report(const std::string &report_path, const std::string 
         EXPECT_LE(e.inner_start, e.inner_end);
         EXPECT_LE(e.inner_end, e.end);
         expected_start = (long long)e.end + 1;
-        if (e.type.rfind("UNRECOGNIZED", 0) != 0)
+        if (!report_type_unrecognised(e.type))
             recognized += e.pulses;
     }
     if (size > 20) {
@@ -267,7 +267,7 @@ void expect_consistent_report(const std::string &report_path, const std::string 
     // The recognised share is the files' share of the bytes after the header.
     long long in_files = 0;
     for (const ReportEntry &e : r.entries)
-        if (e.type != "PAUSE" && e.type != "UNRECOGNIZED")
+        if (e.type != "PAUSE" && !report_type_unrecognised(e.type))
             in_files += (long long)e.end + 1 - (long long)e.start;
     double share = -1;
     std::sscanf(report_value(text, "Recognised  : ").c_str(), "%lf", &share);

@@ -1,6 +1,7 @@
 // Real C64 programs that nobody here wrote: Debian's cc65 builds them from
 // its bundled samples at test time. The listings must account for every
 // byte of each program exactly once.
+#include "common/cc65_sample.h"
 #include "core/basiclisting.h"
 #include "core/dasm.h"
 #include "core/hexlisting.h"
@@ -21,20 +22,11 @@ const char *const samples[] = {"sieve", "hello", "ascii", "fire", "plasma", "man
 // Compiles a cc65 sample into `folder`; the path of the PRG, or "" on failure.
 std::string build_sample(const std::string &folder, const std::string &name)
 {
-    const std::string source = "/usr/share/cc65/samples/" + name + ".c";
-    const std::string output = folder + "/" + name + ".prg";
-    gchar *argv[] = {const_cast<gchar *>("cl65"), const_cast<gchar *>("-t"), const_cast<gchar *>("c64"),
-                     const_cast<gchar *>("-O"), const_cast<gchar *>(source.c_str()), const_cast<gchar *>("-o"),
-                     const_cast<gchar *>(output.c_str()), nullptr};
-    gint status = -1;
-    gchar *err = nullptr;
-    const gboolean ran = g_spawn_sync(folder.c_str(), argv, nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
-                                      nullptr, &err, &status, nullptr);
-    const bool ok = ran && g_spawn_check_wait_status(status, nullptr);
-    if (!ok)
-        ADD_FAILURE() << "cl65 could not build " << name << ": " << (err ? err : "not found");
-    g_free(err);
-    return ok ? output : "";
+    std::string error;
+    const std::string output = build_cc65_sample(folder, name, &error);
+    if (output.empty())
+        ADD_FAILURE() << error;
+    return output;
 }
 
 bool is_branch(const std::string &mnemonic)

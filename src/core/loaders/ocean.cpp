@@ -82,6 +82,7 @@ BootCodePlan boot_setup()
     BootCodePlan setup;
     setup.threshold_cycles = FORMAT.threshold_cycles;
     setup.one_shot = false;
+    setup.lsb_first = FORMAT.order == BitOrder::LsbFirst;  // bits rotated in from the top
     return setup;
 }
 
