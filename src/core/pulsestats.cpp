@@ -1,7 +1,10 @@
 // Pulse histogram and file speeds; see pulsestats.h.
 #include "core/pulsestats.h"
 
+#include "core/turbodescribe.h"
+
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 PulseHistogram pulse_histogram(const TapeScan &scan, int entry)
@@ -20,15 +23,21 @@ PulseHistogram pulse_histogram(const TapeScan &scan, int entry)
         else
             ++h.longer;
     }
-    std::set<uint8_t> ideals;
+    std::set<uint8_t> ideals, turbo;
     for (std::size_t e = 0; e < scan.entries.size(); ++e) {
         if (entry >= 0 && e != static_cast<std::size_t>(entry))
             continue;
+        const TapeEntry &x = scan.entries[e];
         for (int c = 1; c < 4; ++c)
-            if (scan.entries[e].kind == EntryKind::File && scan.entries[e].ideal_units[c] != 0)
-                ideals.insert(scan.entries[e].ideal_units[c]);
+            if (x.kind == EntryKind::File && x.ideal_units[c] != 0)
+                ideals.insert(x.ideal_units[c]);
+        if (x.type == ENTRY_TYPE_UNKNOWN_TURBO) {
+            turbo.insert(uint8_t(std::lround(std::clamp(x.pulse_short, 1.0, 255.0))));
+            turbo.insert(uint8_t(std::lround(std::clamp(x.pulse_medium, 1.0, 255.0))));
+        }
     }
     h.ideals.assign(ideals.begin(), ideals.end());
+    h.unknown_turbo.assign(turbo.begin(), turbo.end());
     return h;
 }
 

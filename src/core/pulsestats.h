@@ -28,6 +28,9 @@ struct PulseHistogram {
     std::array<uint64_t, 256> counts{}; // by units; counts[0] unused
     uint64_t longer = 0;                // silences and pulses beyond 255 units
     std::vector<uint8_t> ideals;        // ideal lengths of the recognised files, ascending, once each
+    // The two lengths measured in unknown turbo stretches (nothing ideal is
+    // known of them), ascending, once each.
+    std::vector<uint8_t> unknown_turbo;
 };
 
 // The histogram of the whole tape (entry < 0) or of entry `entry`.

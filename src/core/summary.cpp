@@ -64,7 +64,8 @@ std::string summary_cell_text(const std::optional<std::string> &text)
 
 const char *summary_row_class(const ReportEntry &e)
 {
-    if (e.type == "UNRECOGNIZED")
+    // Nothing verified: what no scanner read, and a turbo only described.
+    if (e.type == "UNRECOGNIZED" || report_type_unknown_turbo(e.type))
         return "danger";
     if (summary_cell_text(e.read_errors) != NBSP)
         return "warning";

@@ -13,7 +13,8 @@
 std::string summary_cell_text(const std::optional<std::string> &text);
 
 // Bootstrap class of an entry's row, by the first rule that holds:
-// "danger" when the type descriptor is exactly "UNRECOGNIZED"; "warning"
+// "danger" when the type descriptor is exactly "UNRECOGNIZED" or "UNKNOWN
+// TURBO" (a turbo only described from its pulses: nothing verified); "warning"
 // when the read-errors cell is not "&nbsp;"; "warning" when the checkbyte
 // cell is "FAIL"; else "success".
 const char *summary_row_class(const ReportEntry &e);

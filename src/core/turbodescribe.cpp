@@ -370,5 +370,29 @@ void describe_unknown_turbos(TapeScan &scan)
         e.type = ENTRY_TYPE_UNKNOWN_TURBO;
         e.description = d.text();
         e.payload = std::move(d.bytes);
+        // Its two lengths, as measured (no ideal is known).
+        e.pulse_short = d.short_units;
+        e.pulse_medium = d.long_units;
     }
+}
+
+std::vector<uint8_t> unknown_turbo_bytes(const uint8_t *file, std::size_t size, uint64_t start, uint64_t end)
+{
+    const TapeScan scan = scan_tape(file, size);
+    for (const TapeEntry &e : scan.entries)
+        if (e.type == ENTRY_TYPE_UNKNOWN_TURBO && e.start == start && e.end == end)
+            return e.payload;
+    // Scanned with other scanners than the report's: the same pulses,
+    // described on their own.
+    std::size_t first = scan.pulses.size(), last = 0;
+    for (std::size_t i = 0; i < scan.pulses.size(); ++i) {
+        const uint64_t at = scan.pulses.offset(i);
+        if (at >= start && scan.pulses.last_byte(i) <= end && !scan.pulses.is_silence(i)) {
+            first = std::min(first, i);
+            last = i;
+        }
+    }
+    if (first > last)
+        return {};
+    return describe_unknown_turbo(scan.pulses, first, last + 1 - first).bytes;
 }

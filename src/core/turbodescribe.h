@@ -58,3 +58,8 @@ TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t fir
 // an "UNKNOWN TURBO" entry (still of kind Unrecognized) with its
 // description and bytes.
 void describe_unknown_turbos(TapeScan &scan);
+
+// The bytes of the UNKNOWN TURBO stretch at file offsets [start, end] of a
+// tape image (as its report's Location gives them), for saving; empty when
+// no unknown turbo is there.
+std::vector<uint8_t> unknown_turbo_bytes(const uint8_t *file, std::size_t size, uint64_t start, uint64_t end);

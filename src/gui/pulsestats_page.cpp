@@ -1,7 +1,8 @@
 // The Pulse Statistics tool page: the histogram of the attached tape's pulse
 // lengths (whole tape or the report entry selected on the Interactive
 // page), linear or logarithmic, with the recognised formats' ideal lengths
-// marked in red; and how fast each recognised file plays. The histogram is
+// marked in red (an unknown turbo's two measured lengths in orange); and how
+// fast each recognised file plays. The histogram is
 // drawn into a pixmap, which the snapshot saves as PNG.
 #include "gui/pulsestats_page.h"
 
@@ -73,6 +74,14 @@ void draw_histogram()
     cairo_set_source_rgb(cr, 0.85, 0.1, 0.1);
     for (uint8_t ideal : histogram.ideals) {
         const double x = left + plot_w * (ideal + 0.5) / 256.0;
+        cairo_move_to(cr, std::floor(x) + 0.5, 8);
+        cairo_line_to(cr, std::floor(x) + 0.5, 8 + plot_h);
+        cairo_stroke(cr);
+    }
+    // The two lengths of an unknown turbo, measured, in orange.
+    cairo_set_source_rgb(cr, 1.0, 0.55, 0.0);
+    for (uint8_t length : histogram.unknown_turbo) {
+        const double x = left + plot_w * (length + 0.5) / 256.0;
         cairo_move_to(cr, std::floor(x) + 0.5, 8);
         cairo_line_to(cr, std::floor(x) + 0.5, 8 + plot_h);
         cairo_stroke(cr);

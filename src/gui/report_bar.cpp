@@ -1,5 +1,7 @@
 #include "gui/report_bar.h"
 
+#include "core/reportfile.h"
+
 #include "gui/appstate.h"
 #include "gui/report_model.h"
 #include "gui/support.h"
@@ -56,6 +58,20 @@ bool is_unrecognized(const char *type)
     return std::strncmp(type, "UNRECOGNIZED", 12) == 0;
 }
 
+// A turbo described from its pulses: unrecognised (nothing was checked),
+// but shown apart from what nobody could read.
+bool is_unknown_turbo(const char *type) { return report_type_unknown_turbo(type); }
+
+// Unrecognised and unknown turbo slices, over whatever was painted.
+void paint_unverified_rows()
+{
+    GdkGC *red = colour_gc("red"), *orange = colour_gc(UNKNOWN_TURBO_COLOUR);
+    paint_rows(red, [](const char *type, const char *, const char *) { return is_unrecognized(type); });
+    paint_rows(orange, [](const char *type, const char *, const char *) { return is_unknown_turbo(type); });
+    g_object_unref(red);
+    g_object_unref(orange);
+}
+
 void repaint_tape_contents()
 {
     if (!drawing_area_tape_contents || !pixmap_tape_contents)
@@ -66,15 +82,14 @@ void repaint_tape_contents()
                            a.width, a.height);
         return;
     }
-    GdkGC *green = colour_gc("green"), *yellow = colour_gc("yellow"), *red = colour_gc("red");
+    GdkGC *green = colour_gc("green"), *yellow = colour_gc("yellow");
     gdk_draw_rectangle(pixmap_tape_contents, green, TRUE, 0, 0, a.width, a.height);
     paint_rows(yellow, [](const char *, const char *read_errors, const char *checkbyte) {
         return read_errors != nullptr || (checkbyte && std::strncmp(checkbyte, "OK", 2) != 0);
     });
-    paint_rows(red, [](const char *type, const char *, const char *) { return is_unrecognized(type); });
+    paint_unverified_rows();
     g_object_unref(green);
     g_object_unref(yellow);
-    g_object_unref(red);
 }
 
 void repaint_tape_selection()
@@ -92,11 +107,9 @@ void repaint_tape_selection()
     fill_slice(blue, s, e);
     g_object_unref(blue);
     // The widened blue slice must not hide an unrecognized neighbour.
-    if (std::strncmp(type ? type : "", "PAUSE", 5) != 0 && !is_unrecognized(type ? type : "")) {
-        GdkGC *red = colour_gc("red");
-        paint_rows(red, [](const char *t, const char *, const char *) { return is_unrecognized(t); });
-        g_object_unref(red);
-    }
+    const char *selected = type ? type : "";
+    if (std::strncmp(selected, "PAUSE", 5) != 0 && !is_unrecognized(selected) && !is_unknown_turbo(selected))
+        paint_unverified_rows();
     g_free(type);
 }
 

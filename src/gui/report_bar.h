@@ -1,8 +1,13 @@
 // The tape layout bar of the interactive report: every file of the tape a
 // coloured slice, the selected file in blue; a click selects the file under
-// the pointer.
+// the pointer. A turbo described from its pulses (UNKNOWN TURBO) has a
+// colour of its own.
 #pragma once
 #include <gtk/gtk.h>
+
+// The colour of an UNKNOWN TURBO stretch on the bar (green: recognised,
+// yellow: read errors or a failed check, red: unrecognised, blue: selected).
+constexpr const char UNKNOWN_TURBO_COLOUR[] = "dark orange";
 
 void report_bar_init();
 // Repaints the bar (and the selection) into its pixmap and queues a redraw.

@@ -5,6 +5,7 @@
 #include "gui/filelist.h"
 #include "gui/report_model.h"
 #include "gui/support.h"
+#include "gui/turbobytes.h"
 
 #include <glib/gi18n-lib.h>
 
@@ -21,8 +22,14 @@ GtkWidget *file_list()
 
 GtkWidget *create_popupmenu_report_file()
 {
-    return file_list_analysis_menu("popupmenu_report_file", "popupmenu_report_show_in_graphical_tape_analysis_tool",
-                                   "treeview_file_list");
+    GtkWidget *menu = file_list_analysis_menu("popupmenu_report_file",
+                                              "popupmenu_report_show_in_graphical_tape_analysis_tool",
+                                              "treeview_file_list");
+    // An unknown turbo's bytes can be saved for study.
+    GtkTreeView *view = GTK_TREE_VIEW(file_list());
+    if (turbobytes_selected_row_is_unknown_turbo(view))
+        turbobytes_append_menu_item(menu, view);
+    return menu;
 }
 
 // The bar's menu, too, is about the row selected in the file list.

@@ -321,3 +321,50 @@ TEST_F(ConsoleTest, ExtvisipatchWritesTheLoaderPatchFileToo)
     ASSERT_EQ(run({"-doprg", "-extvisipatch", "-t", plain}).status, 0);
     EXPECT_TRUE((report().find("Note: -extvisipatch had no effect: the tape holds no Visiload patch file") != std::string::npos));
 }
+
+TEST_F(ConsoleTest, AnUnknownTurboIsDescribedAndItsBytesKeptForStudyNotAsAProgram)
+{
+    // A Freeload tape read without the Freeload scanner: a loader this run
+    // does not know. Its boot file's code shows the rotate and the bytes it
+    // compares with, so the description gives Freeload's own shape.
+    const Bytes game = make_prg(0xC000, 3000, 41);
+    const std::string t = mktap("free 'load'.tap", {{"GAME", game}}, {"--format", "freeload"});
+    const std::string hash = sha256_of_file(t);
+    ASSERT_EQ(run({"-nofreeload", "-doprg", "-t", t}).status, 0);
+    expect_consistent_report(report_path(), t);
+    const std::string text = report();
+    ASSERT_EQ(report_values(text, "File Type: UNKNOWN TURBO").size(), 1u);
+    const std::vector<std::string> turbo = report_values(text, "Turbo: ");
+    ASSERT_EQ(turbo.size(), 1u);
+    EXPECT_NE(turbo[0].find("MSB first, pilot $40 x "), std::string::npos) << turbo[0];
+    EXPECT_NE(turbo[0].find(", then $5A "), std::string::npos) << turbo[0];
+    EXPECT_NE(turbo[0].find(", 1 block, about 3 KB"), std::string::npos) << turbo[0];
+    // Nothing of it was verified: the boot file's checks are the only ones,
+    // and the share leaves the stretch out.
+    EXPECT_EQ(report_value(text, "Checksum test     : "), "PASS - 4 of 4 checksummed files OK");
+    double share = 100;
+    std::sscanf(report_value(text, "Recognised  : ").c_str(), "%lf", &share);
+    EXPECT_LT(share, 80);
+    // Its bytes for study, beside the boot file's program; no PRG of it.
+    std::string study;
+    for (const std::string &f : prg_files()) {
+        if (f.find("UNKNOWN-TURBO") != std::string::npos)
+            study = f;
+        else
+            EXPECT_NE(f.find("FREELOAD"), std::string::npos) << f;
+    }
+    ASSERT_EQ(study.size(), std::string("000-UNKNOWN-TURBO.bin").size()) << study;
+    EXPECT_EQ(study.substr(3), "-UNKNOWN-TURBO.bin");
+    const Bytes bytes = read_bytes(bin + "/prg/" + study);
+    const Bytes data(game.begin() + 2, game.end());
+    EXPECT_NE(std::search(bytes.begin(), bytes.end(), data.begin(), data.end()), bytes.end());
+    EXPECT_NE(report_value(text, "Study files : ").find(study), std::string::npos);
+    EXPECT_EQ(sha256_of_file(t), hash) << "the tape changed";
+
+    // With Freeload known, the next run writes the program and takes the
+    // study file of the last run away.
+    ASSERT_EQ(run({"-doprg", "-t", t}).status, 0);
+    for (const std::string &f : prg_files())
+        EXPECT_EQ(f.find("UNKNOWN-TURBO"), std::string::npos) << f;
+    EXPECT_EQ(report_values(report(), "File Type: UNKNOWN TURBO").size(), 0u);
+}

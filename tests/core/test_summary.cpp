@@ -102,6 +102,12 @@ TEST(SummaryRowClass, UnrecognizedWithReadErrorsIsDanger)
     EXPECT_STREQ(summary_row_class(entry("UNRECOGNIZED")), "danger");
 }
 
+TEST(SummaryRowClass, AnUnknownTurboIsNeverASuccess)
+{
+    // Described from its pulses, nothing of it checked.
+    EXPECT_STREQ(summary_row_class(entry("UNKNOWN TURBO")), "danger");
+}
+
 TEST(SummaryRowClass, PauseWithCheckbyteFailIsWarning)
 {
     ReportEntry e = entry("PAUSE");

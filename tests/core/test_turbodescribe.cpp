@@ -10,6 +10,7 @@
 #include "common/temp_folder.h"
 #include "core/cbmscan.h"
 #include "core/loaders/registry.h"
+#include "core/pulsestats.h"
 #include "core/turbodescribe.h"
 #include "loader_testing.h"
 
@@ -385,4 +386,33 @@ TEST(UnknownTurbo, TheTextSaysWhatWasFound)
     d.bytes.assign(700, 0);
     EXPECT_EQ(d.text(), "Turbo: threshold 440 cycles, pulses $29/$4A, LSB first, pilot of 2064 0 bits, then $5A 01 08 "
                         "..., 1 block, 700 bytes");
+}
+
+TEST(UnknownTurbo, ThePulseHistogramMarksItsTwoMeasuredLengths)
+{
+    HandTapeBase t;
+    const Invented l{440, 1.8, turbo::BitOrder::MsbFirst, false, 0x40, 256, {0x5A, 0x01, 0x08}};
+    InventedWriter w(t.tap, l, 1.0, 0, 5);
+    w.block(real_programs().front());
+    t.pause();
+    const TapeScan scan = t.scan();
+    const PulseHistogram h = pulse_histogram(scan);
+    EXPECT_TRUE(h.ideals.empty());
+    EXPECT_EQ(h.unknown_turbo, (std::vector<uint8_t>{uint8_t(std::lround(w.zero())), uint8_t(std::lround(w.one()))}));
+}
+
+TEST(UnknownTurbo, ItsBytesAreFoundAgainByTheirPlaceOnTheTape)
+{
+    HandTapeBase t;
+    const Invented l{380, 1.9, turbo::BitOrder::LsbFirst, false, 0xC6, 128, {0x3B, 0xC4}};
+    InventedWriter w(t.tap, l, 1.02, 1, 5);
+    w.block(real_programs().back());
+    t.pause();
+    const TapeScan scan = t.scan();
+    const TapeEntry *e = unknown_turbo(scan);
+    ASSERT_NE(e, nullptr);
+    const Bytes &tap = t.bytes();
+    EXPECT_EQ(unknown_turbo_bytes(tap.data(), tap.size(), e->start, e->end), e->payload);
+    // Elsewhere (the pause) there is none.
+    EXPECT_TRUE(unknown_turbo_bytes(tap.data(), tap.size(), tap.size() - 4, tap.size() - 1).empty());
 }
