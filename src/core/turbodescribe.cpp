@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <map>
 
 const char ENTRY_TYPE_UNKNOWN_TURBO[] = "UNKNOWN TURBO";
 
@@ -15,7 +16,9 @@ namespace {
 using turbo::BitOrder;
 
 constexpr std::size_t MIN_PULSES = 400;
-constexpr std::size_t MIN_PILOT_BYTES = 32;
+constexpr std::size_t MIN_PILOT_BYTES = 32;        // a pilot of a block on its own
+constexpr std::size_t MIN_SHORT_PILOT_BYTES = 3;   // of blocks whose pilot and sync repeat
+constexpr std::size_t MIN_REPEATS = 3;             // how often they must
 constexpr std::size_t MIN_PILOT_BITS = 256;
 constexpr std::size_t SCORED_BYTES = 2048;
 constexpr std::size_t FIRST_BYTES = 4;
@@ -94,7 +97,8 @@ Classes find_classes(const PulseTrack &track, std::size_t first, std::size_t cou
 // A pilot found among the bits: [start, end), end the first bit that breaks it.
 struct Pilot {
     std::size_t start = 0, end = 0;
-    bool bits = false;  // a run of one bit value
+    bool bits = false;     // a run of one bit value, long enough for a pilot of bits
+    bool uniform = false;  // of one bit value (a trailer, if short)
 };
 
 std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit)
@@ -105,16 +109,21 @@ std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit)
     // same_from: where the run of one bit value began.
     std::size_t repeat_from = 0, same_from = 0;
     const auto close = [&](std::size_t at) {
-        const bool bits = at - same_from >= MIN_PILOT_BITS && same_from <= repeat_from + 8;
-        if (!bits && at - repeat_from < 8 * MIN_PILOT_BYTES)
+        const bool uniform = same_from <= repeat_from + 8;
+        const bool bits = uniform && at - same_from >= MIN_PILOT_BITS;
+        if (!bits && at - repeat_from < 8 * MIN_SHORT_PILOT_BYTES)
             return;
         Pilot p;
-        p.start = bits ? std::max(same_from, repeat_from) : repeat_from;
+        p.start = uniform ? std::max(same_from, repeat_from) : repeat_from;
         p.end = at;
         p.bits = bits;
-        // A pilot leads into a block: a run with less than a few bytes
-        // after it before the next (or the end) is a block's trailer.
-        if (!out.empty() && p.start < out.back().end + 8 * 16)
+        p.uniform = uniform;
+        // A pilot leads into a block: a run of one bit value with less than
+        // a few bytes after it before the next pilot is a block's trailer
+        // (a long one only before another long pilot).
+        const bool long_pilot = bits || at - repeat_from >= 8 * MIN_PILOT_BYTES;
+        if (!out.empty() && out.back().uniform && (!out.back().bits || long_pilot) &&
+            p.start < out.back().end + 8 * 16)
             out.pop_back();
         out.push_back(p);
     };
@@ -279,52 +288,87 @@ TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t fir
         return i + 1 < pilots.size() ? pilots[i + 1].start : count;
     };
 
+    // The loader's pilot and sync: the same bits on both sides of a pilot's
+    // break, after a long pilot or before every block of a chain. A run of
+    // one byte inside a program (a page of zeros) looks like a pilot too,
+    // and the same runs recur in programs, but not at the steady pace of a
+    // chain's blocks (pages). Of the groups of pilots with the same bits
+    // around their break, the one with the most blocks, counted twice,
+    // times their length wins; its pilots start the blocks.
+    const auto key_of = [&](const Pilot &p) {
+        uint32_t key = 0;
+        for (std::size_t k = p.end - 8; k < p.end + 8; ++k)
+            key = key << 1 | (k < count ? bit[k] : 0);
+        return key | (p.bits ? 1u << 16 : 0);
+    };
+    const auto length = [](const Pilot &p) { return p.end - p.start; };
+    const auto long_pilot = [&](const Pilot &p) { return p.bits || length(p) >= 8 * MIN_PILOT_BYTES; };
+    struct Group {
+        std::vector<std::size_t> members;  // indexes into candidates
+        std::size_t bits = 0;
+        bool long_pilot = false;
+    };
+    std::map<uint32_t, Group> groups;
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        Group &g = groups[key_of(candidates[i])];
+        g.members.push_back(i);
+        g.bits += length(candidates[i]);
+        g.long_pilot = g.long_pilot || long_pilot(candidates[i]);
+    }
+    const auto steady = [&](const Group &g) {
+        std::vector<std::size_t> gaps;
+        for (std::size_t k = 1; k < g.members.size(); ++k)
+            gaps.push_back(candidates[g.members[k]].end - candidates[g.members[k - 1]].end);
+        if (gaps.empty())
+            return false;
+        std::vector<std::size_t> sorted = gaps;
+        std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
+        const double median = double(sorted[sorted.size() / 2]);
+        const auto near = std::count_if(gaps.begin(), gaps.end(),
+                                        [&](std::size_t gap) { return std::fabs(double(gap) - median) <= 0.1 * median; });
+        return median >= 8 * 16 && double(near) >= 0.6 * double(gaps.size());
+    };
+    const Group *chosen = nullptr;
+    double best_weight = 0;
+    for (const auto &[key, g] : groups) {
+        if (!g.long_pilot && (g.members.size() < MIN_REPEATS || !steady(g)))
+            continue;
+        const double weight = double(g.members.size()) * double(g.bits);  // count^2 x mean length
+        if (weight > best_weight)
+            chosen = &g, best_weight = weight;
+    }
+    if (chosen == nullptr)
+        return d;
+    std::size_t longest = chosen->members.front();
+    for (std::size_t i : chosen->members)
+        if (length(candidates[i]) > length(candidates[longest]))
+            longest = i;
+    // A long pilot's group: its short members are runs in a program.
+    std::vector<Pilot> pilots;
+    for (std::size_t i : chosen->members)
+        if (!chosen->long_pilot || 4 * length(candidates[i]) >= length(candidates[longest]))
+            pilots.push_back(candidates[i]);
+    const Pilot reference = candidates[longest];
+    const std::size_t reference_at =
+        std::size_t(std::find_if(pilots.begin(), pilots.end(), [&](const Pilot &p) { return p.end == reference.end; }) -
+                    pilots.begin());
+
     // One bit order for the stretch: the boot code's rotate, else the one
     // whose best readings look more like a program, summed over the blocks.
     double msb = 0, lsb = 0;
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-        msb += best_reading(bit, candidates[i], block_end(candidates, i), BitOrder::MsbFirst, facts).score;
-        lsb += best_reading(bit, candidates[i], block_end(candidates, i), BitOrder::LsbFirst, facts).score;
+    for (std::size_t i = 0; i < pilots.size(); ++i) {
+        msb += best_reading(bit, pilots[i], block_end(pilots, i), BitOrder::MsbFirst, facts).score;
+        lsb += best_reading(bit, pilots[i], block_end(pilots, i), BitOrder::LsbFirst, facts).score;
     }
     d.order = lsb > msb + 1e-9 ? BitOrder::LsbFirst : BitOrder::MsbFirst;
     if (facts != nullptr && facts->bit_order != 0)
         d.order = facts->bit_order == 1 ? BitOrder::MsbFirst : BitOrder::LsbFirst;
 
-    // The loader's pilot and sync are those of the longest pilot. A run of
-    // one byte inside a program (a page of zeros) looks like a pilot too:
-    // another pilot starts a block only where it is at least a quarter as
-    // long and the same pilot bits lead into the same sync byte.
-    std::size_t longest = 0;
-    for (std::size_t i = 1; i < candidates.size(); ++i)
-        if (candidates[i].end - candidates[i].start > candidates[longest].end - candidates[longest].start)
-            longest = i;
-    const Pilot &reference = candidates[longest];
-    const std::size_t reference_from = best_reading(bit, reference, block_end(candidates, longest), d.order, facts).from;
-    const auto leads_like_reference = [&](std::size_t from) {
-        if (from < 8 || from + 8 > count)
-            return false;
-        for (std::size_t k = 0; k < 16; ++k)
-            if (bit[from - 8 + k] != bit[reference_from - 8 + k])
-                return false;
-        return true;
-    };
-    std::vector<Pilot> pilots;
-    std::vector<std::size_t> starts;  // of each block's bytes
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
-        const Pilot &p = candidates[i];
-        std::size_t from = SIZE_MAX;
-        if (i == longest)
-            from = reference_from;
-        // The same place relative to the pilot's break as the reference's.
-        const std::size_t at = p.end + reference_from - reference.end;
-        if (from == SIZE_MAX && p.bits == reference.bits && 4 * (p.end - p.start) >= reference.end - reference.start &&
-            at >= p.start + 8 && leads_like_reference(at))
-            from = at;
-        if (from == SIZE_MAX)
-            continue;
-        pilots.push_back(p);
-        starts.push_back(from);
-    }
+    // Every block's bytes begin where the reference's do, from its break.
+    const std::size_t reference_from = best_reading(bit, reference, block_end(pilots, reference_at), d.order, facts).from;
+    std::vector<std::size_t> starts;
+    for (const Pilot &p : pilots)
+        starts.push_back(std::min(count, std::max(p.start + 8, p.end + reference_from - reference.end)));
     for (std::size_t i = 0; i < pilots.size(); ++i) {
         const Pilot &p = pilots[i];
         const std::size_t from = starts[i];

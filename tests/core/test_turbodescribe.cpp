@@ -292,7 +292,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Known{"microload", "LSB", false, 0xA0, 0x0A}, Known{"wildsave", "LSB", false, 0xA0, 0x0A},
                     Known{"rackit", "MSB", false, 0x25, 0x3D}, Known{"burner", "MSB", false, 0xE3, 0xED},
                     Known{"visiload", "MSB", true, 0, 0x16}, Known{"novaload", "LSB", true, 0, 0xAA},
-                    Known{"ocean", "LSB", true, 0, -1}),
+                    Known{"ocean", "LSB", true, 0, -1}, Known{"audiogenic", "MSB", false, 0xF0, 0xAA}),
     [](const testing::TestParamInfo<Known> &p) { return std::string(p.param.id); });
 
 TEST(UnknownTurboNever, NoiseIsNoTurbo)
