@@ -4,6 +4,7 @@
 #pragma once
 
 #include "core/tapescan.h"
+#include "core/turbodescribe.h"
 #include "fuzz_support.h"
 
 inline void check_pulse_track(const uint8_t *data, std::size_t size, const PulseTrack &track)
@@ -63,7 +64,10 @@ inline void check_scan(const uint8_t *data, std::size_t size, const TapeScan &sc
             FUZZ_CHECK(previous == nullptr || previous->kind != EntryKind::Pause);
             break;
         case EntryKind::Unrecognized:
-            FUZZ_CHECK(e.type == ENTRY_TYPE_UNRECOGNIZED && e.scanner == nullptr);
+            // What no scanner took; an unknown turbo only described, no check.
+            FUZZ_CHECK((e.type == ENTRY_TYPE_UNRECOGNIZED || e.type == ENTRY_TYPE_UNKNOWN_TURBO) &&
+                       e.scanner == nullptr && !e.has_checkbyte && e.read_errors == 0);
+            FUZZ_CHECK(e.type == ENTRY_TYPE_UNKNOWN_TURBO || e.description.empty());
             for (std::size_t i = e.first_pulse; i <= last_pulse; ++i)
                 FUZZ_CHECK(!scan.pulses.is_silence(i));
             FUZZ_CHECK(previous == nullptr || previous->kind != EntryKind::Unrecognized);
