@@ -48,16 +48,15 @@ audio_synth::Player player(int rate, bool sine, bool low_first, double cutoff, d
     return p;
 }
 
+// Square and sine, WAV and AU, both polarities, 22.05 to 96 kHz, clean and
+// with hiss, lost treble, off speed and wow: every property at least once.
 const std::vector<Playing> &playings()
 {
     static const std::vector<Playing> all = {
         {"recorder WAV square", true, AudioFormat::Wav, false, {}},
         {"recorder AU sine", true, AudioFormat::Au, true, {}},
-        {"recorder WAV sine", true, AudioFormat::Wav, true, {}},
-        {"recorder AU square", true, AudioFormat::Au, false, {}},
         {"synth 44.1 kHz square low first", false, AudioFormat::Wav, false,
          player(44100, false, true, 0, 0, 1, 0)},
-        {"synth 48 kHz sine high first", false, AudioFormat::Wav, true, player(48000, true, false, 0, 0, 1, 0)},
         {"synth 22.05 kHz square high first, 6 kHz treble, hiss 30 dB down", false, AudioFormat::Wav, false,
          player(22050, false, false, 6000, 30, 1, 0)},
         {"synth 44.1 kHz sine low first, hiss 26 dB down, 3 % slow, wow 1 %", false, AudioFormat::Wav, true,
@@ -66,6 +65,13 @@ const std::vector<Playing> &playings()
          AudioFormat::Wav, false, player(96000, false, false, 9000, 26, 0.97, 0.005)},
     };
     return all;
+}
+
+// Fewer for the long sample tapes: the recorder, and hiss both ways.
+std::vector<Playing> sample_playings()
+{
+    const std::vector<Playing> &all = playings();
+    return {all[0], all[3], all[4]};
 }
 
 // The tape through one playing and back.
@@ -105,16 +111,21 @@ void expect_same_files_through_sound(const Bytes &tap, const std::vector<Playing
     }
 }
 
-// A loader's tape of three programs (and the plain CBM tape for "cbm"),
-// cut to end at its pauses; made once per loader.
+// A loader's tape of programs (and the plain CBM tape for "cbm"), cut to
+// end at its pauses; made once per loader.
 const Bytes &tape_of(const std::string &id)
 {
     static std::map<std::string, Bytes> made;
     auto it = made.find(id);
     if (it != made.end())
         return it->second;
-    const std::vector<PrgInput> prgs = {program("first one", 0x0801, 2500, 1), program("SECOND", 0xC000, 600, 2),
-                                        program("THIRD", 0x4000, 300, 3)};
+    // The ROM loaders' slow pulses and two copies make long tapes: two
+    // shorter programs there.
+    const bool rom = id == "cbm" || id == "c16";
+    const std::vector<PrgInput> prgs =
+        rom ? std::vector<PrgInput>{program("first one", 0x0801, 600, 1), program("SECOND", 0xC000, 100, 2)}
+            : std::vector<PrgInput>{program("first one", 0x0801, 1500, 1), program("SECOND", 0xC000, 400, 2),
+                                    program("THIRD", 0x4000, 200, 3)};
     const Bytes tap = id == "cbm" ? encode_tap(prgs, EncodeOptions()) : encode(*find_turbo_loader(id), prgs);
     return made[id] = ending_at_pauses(tap);
 }
@@ -143,10 +154,6 @@ TEST(AudioRoundTripCut, EveryFileEndsStraightAtAPause)
 TEST_P(AudioRoundTrip, FilesEndingAtPausesComeBackWhole)
 {
     expect_same_files_through_sound(tape_of(GetParam()), playings(), GetParam());
-}
-
-TEST_P(AudioRoundTrip, JitteredFilesComeBackThroughHiss)
-{
     // A worn tape: every pulse up to 4 units off at random, 2 % slow; then
     // played with hiss 26 dB down and lost treble. Bits are read in the
     // middle of each file's own pulse lengths, so the two add up safely.
@@ -178,7 +185,7 @@ TEST_P(SampleTapeThroughSound, ComesBackWithTheSameFiles)
     g_free(data);
     // The damaged sample's first copy fails on the tape itself: it must
     // fail the same way after the round trip, and its repeat pass.
-    expect_same_files_through_sound(tap, playings(), GetParam(), GetParam() != "damaged-first-copy");
+    expect_same_files_through_sound(tap, sample_playings(), GetParam(), GetParam() != "damaged-first-copy");
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, SampleTapeThroughSound,
