@@ -10,7 +10,19 @@
 // into `folder`; the path of the PRG, or "" with `error` set.
 inline std::string build_cc65_sample(const std::string &folder, const std::string &name, std::string *error)
 {
-    const std::string source = "/usr/share/cc65/samples/" + name + ".c";
+    // cl65 writes its assembly beside the source: a copy in the folder
+    // keeps tests that build the same sample at once out of each other's way.
+    const std::string shipped = "/usr/share/cc65/samples/" + name + ".c";
+    const std::string source = folder + "/" + name + ".c";
+    gchar *text = nullptr;
+    gsize size = 0;
+    if (!g_file_get_contents(shipped.c_str(), &text, &size, nullptr) ||
+        !g_file_set_contents(source.c_str(), text, gssize(size), nullptr)) {
+        g_free(text);
+        *error = "cannot copy " + shipped + " into " + folder;
+        return "";
+    }
+    g_free(text);
     const std::string output = folder + "/" + name + ".prg";
     gchar *argv[] = {const_cast<gchar *>("cl65"), const_cast<gchar *>("-t"), const_cast<gchar *>("c64"),
                      const_cast<gchar *>("-O"), const_cast<gchar *>(source.c_str()), const_cast<gchar *>("-o"),
