@@ -34,6 +34,8 @@ PulseHistogram pulse_histogram(const TapeScan &scan, int entry)
         if (x.type == ENTRY_TYPE_UNKNOWN_TURBO) {
             turbo.insert(uint8_t(std::lround(std::clamp(x.pulse_short, 1.0, 255.0))));
             turbo.insert(uint8_t(std::lround(std::clamp(x.pulse_medium, 1.0, 255.0))));
+            if (x.pulse_long > 0)
+                turbo.insert(uint8_t(std::lround(std::clamp(x.pulse_long, 1.0, 255.0))));
         }
     }
     h.ideals.assign(ideals.begin(), ideals.end());

@@ -20,78 +20,157 @@ constexpr std::size_t MIN_PILOT_BYTES = 32;        // a pilot of a block on its 
 constexpr std::size_t MIN_SHORT_PILOT_BYTES = 3;   // of blocks whose pilot and sync repeat
 constexpr std::size_t MIN_REPEATS = 3;             // how often they must
 constexpr std::size_t MIN_PILOT_BITS = 256;
+constexpr std::size_t PART_START_SLACK = 32;       // bits a pause may take off a pilot's start
 constexpr std::size_t SCORED_BYTES = 2048;
 constexpr std::size_t FIRST_BYTES = 4;
+constexpr double CLASS_SPREAD = 0.22;              // of a class's length, around it
+constexpr double BYTE_MARKER_SHARE = 0.8;          // markers followed by a long pulse
+constexpr double MARKER_FROM = 1.15, MARKER_TO = 2.3;  // a marker's length, of the long class's
+constexpr std::size_t MIN_MARKERS = 32;
 
-// The two classes of a stretch: the two highest peaks of its histogram, far
-// enough apart, with a deep valley between them, and nearly every pulse
-// near one of them. A third peak (the CBM ROM's long pulses) or pulses
-// spread everywhere (noise) make no two-class stretch.
+using Units = std::vector<uint8_t>;  // pulse lengths of a stretch (full waves)
+
+// The classes of a stretch: two or three peaks of its histogram, far enough
+// apart, with deep valleys between them, and nearly every pulse near one of
+// them. More peaks, or pulses spread everywhere (noise), make no turbo.
 struct Classes {
     bool ok = false;
-    double zero = 0, one = 0;
+    int count = 0;
+    std::array<double, 3> mean{};
+    double threshold(int k) const { return (mean[std::size_t(k)] + mean[std::size_t(k) + 1]) / 2; }
+    int of(uint8_t u) const
+    {
+        int k = 0;
+        while (k + 1 < count && u >= threshold(k))
+            ++k;
+        return k;
+    }
 };
 
-Classes find_classes(const PulseTrack &track, std::size_t first, std::size_t count)
+// A pulse longer than the bit classes' longest that is nearly always
+// followed by one of that class is a byte marker: Commodore ROM data (its
+// leader then looks like a pilot of 0 bits), not a turbo.
+bool has_byte_markers(const std::vector<Units> &parts, const Classes &c)
+{
+    const double one = c.mean[1];
+    std::size_t markers = 0, then_one = 0;
+    for (const Units &units : parts)
+        for (std::size_t q = 0; q + 1 < units.size(); ++q) {
+            const uint8_t u = units[q];
+            if (u == 0 || u < MARKER_FROM * one || u > MARKER_TO * one || (c.count == 3 && c.of(u) != 2))
+                continue;
+            ++markers;
+            then_one += std::fabs(units[q + 1] - one) <= 0.15 * one;
+        }
+    return markers >= MIN_MARKERS && double(then_one) >= BYTE_MARKER_SHARE * double(markers);
+}
+
+Classes find_classes(const std::vector<Units> &parts)
 {
     std::array<double, 258> h{};
     double total = 0;
-    for (std::size_t q = first; q < first + count; ++q) {
-        const uint8_t u = track.small[q];
-        if (u != 0) {
-            ++h[u];
-            ++total;
-        }
-    }
+    for (const Units &units : parts)
+        for (const uint8_t u : units)
+            if (u != 0) {
+                ++h[u];
+                ++total;
+            }
     Classes c;
     if (total < double(MIN_PULSES))
         return c;
     std::array<double, 258> s{};  // smoothed over three units
     for (int u = 1; u <= 255; ++u)
         s[std::size_t(u)] = h[std::size_t(u - 1)] + h[std::size_t(u)] + h[std::size_t(u + 1)];
-    const auto peak_in = [&](int from, int to, int avoid, int gap) {
-        int best = 0;
-        for (int u = std::max(from, 1); u <= std::min(to, 255); ++u)
-            if (std::abs(u - avoid) >= gap && (best == 0 || s[std::size_t(u)] > s[std::size_t(best)]))
-                best = u;
-        return best;
-    };
-    const int p1 = peak_in(1, 255, -1000, 0);
-    const int p2 = peak_in(1, 255, p1, std::max(4, p1 / 4));
-    if (p2 == 0 || s[std::size_t(p2)] < 0.05 * total)
-        return c;
-    const int lo = std::min(p1, p2), hi = std::max(p1, p2);
-    double valley = s[std::size_t(lo)];
-    for (int u = lo; u <= hi; ++u)
-        valley = std::min(valley, s[std::size_t(u)]);
-    if (valley > 0.15 * std::min(s[std::size_t(lo)], s[std::size_t(hi)]))
-        return c;
-    // Class means, each over the pulses on its side of the middle.
-    const double middle = (lo + hi) / 2.0;
-    double sum0 = 0, n0 = 0, sum1 = 0, n1 = 0;
+    const auto at = [&](int u) { return s[std::size_t(u)]; };
+    // Peaks: local maxima holding 5 % of the pulses; two without a deep
+    // valley between them, or too close, are one (the higher).
+    std::vector<int> peaks;
     for (int u = 1; u <= 255; ++u) {
-        const bool zero = u < middle;
-        const double near = zero ? lo : hi;
-        if (std::fabs(u - near) > 0.22 * near)
+        if (at(u) < 0.05 * total || at(u) < at(u - 1) || at(u) <= at(u + 1))
             continue;
-        (zero ? sum0 : sum1) += u * h[std::size_t(u)];
-        (zero ? n0 : n1) += h[std::size_t(u)];
+        if (!peaks.empty()) {
+            const int last = peaks.back();
+            double valley = at(last);
+            for (int v = last; v <= u; ++v)
+                valley = std::min(valley, at(v));
+            const bool apart = u - last >= std::max(4, last / 5);
+            if (!apart || valley > 0.15 * std::min(at(last), at(u))) {
+                if (at(u) > at(last))
+                    peaks.back() = u;
+                continue;
+            }
+        }
+        peaks.push_back(u);
     }
-    if (n0 == 0 || n1 == 0)
+    if (peaks.size() < 2 || peaks.size() > 3)
         return c;
-    c.zero = sum0 / n0;
-    c.one = sum1 / n1;
-    const double ratio = c.one / c.zero;
-    if (ratio < 1.25 || ratio > 3.5 || n0 + n1 < 0.92 * total)
-        return c;
-    // No third class: outside both classes, no length gathers pulses.
+    c.count = int(peaks.size());
+    // Class means, each over the pulses nearest to its peak and close to it.
+    std::array<double, 3> sum{}, n{};
     for (int u = 1; u <= 255; ++u) {
-        const bool near0 = std::fabs(u - c.zero) <= 0.22 * c.zero, near1 = std::fabs(u - c.one) <= 0.22 * c.one;
-        if (!near0 && !near1 && h[std::size_t(u)] >= std::max(4.0, 0.004 * total))
+        std::size_t k = 0;
+        while (k + 1 < peaks.size() && u >= (peaks[k] + peaks[k + 1]) / 2.0)
+            ++k;
+        if (std::fabs(u - peaks[k]) > CLASS_SPREAD * peaks[k])
+            continue;
+        sum[k] += u * h[std::size_t(u)];
+        n[k] += h[std::size_t(u)];
+    }
+    double in_classes = 0;
+    for (std::size_t k = 0; k < peaks.size(); ++k) {
+        if (n[k] == 0)
+            return c;
+        c.mean[k] = sum[k] / n[k];
+        in_classes += n[k];
+    }
+    const double ratio = c.mean[1] / c.mean[0];
+    if (ratio < 1.25 || ratio > 3.5 || in_classes < 0.92 * total)
+        return c;
+    if (c.count == 3 && (c.mean[2] / c.mean[1] < 1.12 || c.mean[2] / c.mean[1] > 2.5))
+        return c;
+    // No other class: outside these, no length gathers pulses.
+    for (int u = 1; u <= 255; ++u) {
+        bool near = false;
+        for (std::size_t k = 0; k < peaks.size(); ++k)
+            near = near || std::fabs(u - c.mean[k]) <= CLASS_SPREAD * c.mean[k];
+        if (!near && h[std::size_t(u)] >= std::max(4.0, 0.004 * total))
             return c;
     }
+    if (has_byte_markers(parts, c))
+        return c;
     c.ok = true;
     return c;
+}
+
+// A tape of half waves holds a full wave as two halves of one length: they
+// are paired from the phase whose pairs are the more even.
+Units full_waves(const uint8_t *half, std::size_t n)
+{
+    std::size_t even[2] = {0, 0};
+    for (std::size_t phase = 0; phase < 2; ++phase)
+        for (std::size_t q = phase; q + 1 < n; q += 2) {
+            const int a = half[q], b = half[q + 1];
+            even[phase] += std::abs(a - b) <= std::max(2, (a + b) / 8);
+        }
+    Units out;
+    for (std::size_t q = even[1] > even[0] ? 1 : 0; q + 1 < n; q += 2)
+        out.push_back(half[q] == 0 || half[q + 1] == 0 ? 0 : uint8_t(std::min(255, half[q] + half[q + 1])));
+    return out;
+}
+
+// The bits of a stretch's pulses; a pulse of the third class gives the two
+// bits of `longest`.
+void append_bits(std::vector<uint8_t> &bit, const Units &units, const Classes &c, uint8_t longest)
+{
+    for (const uint8_t u : units) {
+        const int k = c.of(u);
+        if (k < 2) {
+            bit.push_back(uint8_t(k));
+        } else {
+            bit.push_back(uint8_t(longest >> 1 & 1));
+            bit.push_back(uint8_t(longest & 1));
+        }
+    }
 }
 
 // A pilot found among the bits: [start, end), end the first bit that breaks it.
@@ -99,15 +178,18 @@ struct Pilot {
     std::size_t start = 0, end = 0;
     bool bits = false;     // a run of one bit value, long enough for a pilot of bits
     bool uniform = false;  // of one bit value (a trailer, if short)
+    bool pair = false;     // two different bytes repeated
+    bool at_part_start = false;  // right after a pause
+    std::size_t part = 0;        // the stretch it lies in
 };
 
-std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit)
+// The pilots of one byte (or of one bit) among bits [begin, end).
+std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit, std::size_t begin, std::size_t end)
 {
     std::vector<Pilot> out;
-    const std::size_t n = bit.size();
     // repeat_from: where the run of bits equal to those 8 before began;
     // same_from: where the run of one bit value began.
-    std::size_t repeat_from = 0, same_from = 0;
+    std::size_t repeat_from = begin, same_from = begin;
     const auto close = [&](std::size_t at) {
         const bool uniform = same_from <= repeat_from + 8;
         const bool bits = uniform && at - same_from >= MIN_PILOT_BITS;
@@ -118,6 +200,7 @@ std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit)
         p.end = at;
         p.bits = bits;
         p.uniform = uniform;
+        p.at_part_start = p.start < begin + PART_START_SLACK;
         // A pilot leads into a block: a run of one bit value with less than
         // a few bytes after it before the next pilot is a block's trailer
         // (a long one only before another long pilot).
@@ -127,16 +210,45 @@ std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit)
             out.pop_back();
         out.push_back(p);
     };
-    for (std::size_t q = 1; q < n; ++q) {
-        if (q >= 8 && bit[q] != bit[q - 8]) {
+    for (std::size_t q = begin + 1; q < end; ++q) {
+        if (q >= begin + 8 && bit[q] != bit[q - 8]) {
             close(q);
             repeat_from = q - 7;  // the 8 bits before q may begin the next pilot
         }
         if (bit[q] != bit[q - 1])
             same_from = q;
     }
-    if (!out.empty() && out.back().end + 8 * 16 > n)
+    if (!out.empty() && out.back().end + 8 * 16 > end)
         out.pop_back();
+    return out;
+}
+
+// The long pilots of a pair of different bytes repeated (IRQTape's lead-in
+// $C3 $FF ...) among bits [begin, end).
+std::vector<Pilot> find_pair_pilots(const std::vector<uint8_t> &bit, std::size_t begin, std::size_t end)
+{
+    std::vector<Pilot> out;
+    std::size_t from = begin;
+    const auto close = [&](std::size_t at) {
+        if (at - from < 8 * MIN_PILOT_BYTES || at + 8 * 16 > end)
+            return;
+        bool differ = false;
+        for (std::size_t k = from; k < from + 8; ++k)
+            differ = differ || bit[k] != bit[k + 8];
+        if (!differ)
+            return;  // a pilot of one byte
+        Pilot p;
+        p.start = from;
+        p.end = at;
+        p.pair = true;
+        p.at_part_start = from < begin + PART_START_SLACK;
+        out.push_back(p);
+    };
+    for (std::size_t q = begin + 16; q < end; ++q)
+        if (bit[q] != bit[q - 16]) {
+            close(q);
+            from = q - 15;
+        }
     return out;
 }
 
@@ -218,6 +330,11 @@ Reading best_reading(const std::vector<uint8_t> &bit, const Pilot &pilot, std::s
         if (from < pilot.start + 8 || from + 8 > block_end)
             continue;
         double score = likeness(bit, from, block_end, order) + counting_bonus(bit, from, block_end, order);
+        // After a run of one bit, a first byte of seven pilot bits and the
+        // one that ends the run is that run's closing mark, not a sync: a
+        // loader's sync stands out from its pilot.
+        if (pilot.bits && from + 7 == pilot.end)
+            score -= 1;
         if (facts != nullptr && !facts->compares.empty()) {
             score += facts->compares_with(byte_at(bit, from, order)) ? 100 : 0;
             if (!pilot.bits)
@@ -242,78 +359,91 @@ std::string hex_bytes(const std::vector<uint8_t> &b)
     return out;
 }
 
-} // namespace
-
-std::string TurboDescription::text() const
+std::string size_text(std::size_t bytes)
 {
-    char head[160];
-    std::snprintf(head, sizeof head, "Turbo: threshold %u cycles, pulses $%02X/$%02X, %s first, ", threshold_cycles,
-                  unsigned(std::lround(short_units)), unsigned(std::lround(long_units)),
-                  order == BitOrder::MsbFirst ? "MSB" : "LSB");
-    std::string out = head;
-    char pilot[64];
-    if (bit_pilot)
-        std::snprintf(pilot, sizeof pilot, "pilot of %zu %u bits", pilot_count, unsigned(pilot_value));
+    char text[48];
+    if (bytes >= 1024)
+        std::snprintf(text, sizeof text, "about %zu KB", (bytes + 512) / 1024);
     else
-        std::snprintf(pilot, sizeof pilot, "pilot $%02X x %zu", unsigned(pilot_value), pilot_count);
-    out += pilot;
-    if (!first_bytes.empty())
-        out += ", then " + hex_bytes(first_bytes) + " ...";
-    char tail[64];
-    if (bytes.size() >= 1024)
-        std::snprintf(tail, sizeof tail, ", %zu block%s, about %zu KB", blocks, blocks == 1 ? "" : "s",
-                      (bytes.size() + 512) / 1024);
-    else
-        std::snprintf(tail, sizeof tail, ", %zu block%s, %zu bytes", blocks, blocks == 1 ? "" : "s", bytes.size());
-    return out + tail;
+        std::snprintf(text, sizeof text, "%zu bytes", bytes);
+    return text;
 }
 
-TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t first, std::size_t count,
-                                        const BootFacts *facts)
+// The bits of a chain's stretches one after the other, and where each
+// stretch's bits begin (the last: where they end).
+struct ChainBits {
+    std::vector<uint8_t> bit;
+    std::vector<std::size_t> begin;
+};
+
+struct Attempt {
+    double score = -1;
+    std::vector<TurboDescription> parts;  // found: holds a block
+};
+
+Attempt describe_bits(const ChainBits &chain, const BootFacts *facts)
 {
-    TurboDescription d;
-    if (count < MIN_PULSES || first + count > track.size())
-        return d;
-    const Classes classes = find_classes(track, first, count);
-    if (!classes.ok)
-        return d;
-    const double threshold = (classes.zero + classes.one) / 2;
-    std::vector<uint8_t> bit(count);
-    for (std::size_t q = 0; q < count; ++q)
-        bit[q] = track.small[first + q] >= threshold ? 1 : 0;
-    const std::vector<Pilot> candidates = find_pilots(bit);
+    const std::vector<uint8_t> &bit = chain.bit;
+    const std::size_t parts = chain.begin.size() - 1;
+    const auto part_end = [&](const Pilot &p) { return chain.begin[p.part + 1]; };
+    std::vector<Pilot> candidates;
+    for (std::size_t part = 0; part < parts; ++part) {
+        const std::size_t b = chain.begin[part], e = chain.begin[part + 1];
+        const std::vector<Pilot> pairs = find_pair_pilots(bit, b, e);
+        const auto in_pair = [&](const Pilot &p) {
+            return std::any_of(pairs.begin(), pairs.end(),
+                               [&](const Pilot &q) { return p.start >= q.start && p.end <= q.end; });
+        };
+        for (Pilot p : find_pilots(bit, b, e))
+            if (!in_pair(p))
+                candidates.push_back(p);
+        candidates.insert(candidates.end(), pairs.begin(), pairs.end());
+        for (std::size_t i = candidates.size(); i-- > 0 && (candidates[i].start >= b);)
+            candidates[i].part = part;
+    }
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const Pilot &a, const Pilot &b) { return a.start < b.start; });
+    Attempt attempt;
+    attempt.parts.resize(parts);
     if (candidates.empty())
-        return d;
-    const auto block_end = [&](const std::vector<Pilot> &pilots, std::size_t i) {
-        return i + 1 < pilots.size() ? pilots[i + 1].start : count;
-    };
+        return attempt;
 
     // The loader's pilot and sync: the same bits on both sides of a pilot's
     // break, after a long pilot or before every block of a chain. A run of
     // one byte inside a program (a page of zeros) looks like a pilot too,
     // and the same runs recur in programs, but not at the steady pace of a
-    // chain's blocks (pages). Of the groups of pilots with the same bits
-    // around their break, the one with the most blocks, counted twice,
-    // times their length wins; its pilots start the blocks.
-    const auto key_of = [&](const Pilot &p) {
-        uint32_t key = 0;
-        for (std::size_t k = p.end - 8; k < p.end + 8; ++k)
-            key = key << 1 | (k < count ? bit[k] : 0);
-        return key | (p.bits ? 1u << 16 : 0);
-    };
+    // chain's blocks (pages), nor right after pause after pause. Short
+    // pilots after pauses are grouped by how the sync's bits follow from
+    // the pilot's (a loader that changes its pilot byte from block to block
+    // keeps that). Of the groups, the one with the most blocks, counted
+    // twice, times their length wins; its pilots start the blocks.
     const auto length = [](const Pilot &p) { return p.end - p.start; };
     const auto long_pilot = [&](const Pilot &p) { return p.bits || length(p) >= 8 * MIN_PILOT_BYTES; };
+    const auto after_pause = [&](const Pilot &p) { return parts > 1 && p.at_part_start && !long_pilot(p); };
+    const auto bit_or_0 = [&](const Pilot &p, std::size_t k) { return k < part_end(p) ? bit[k] : uint8_t(0); };
+    const auto key_of = [&](const Pilot &p) {
+        uint64_t key = 0;
+        if (after_pause(p)) {
+            for (std::size_t k = p.end; k < p.end + 8; ++k)
+                key = key << 1 | uint64_t(bit_or_0(p, k) ^ bit[k - 8]);
+            return key | uint64_t(1) << 40;
+        }
+        for (std::size_t k = p.end - (p.pair ? 16 : 8); k < p.end + 8; ++k)
+            key = key << 1 | bit_or_0(p, k);
+        return key | uint64_t(p.bits) << 41 | uint64_t(p.pair) << 42;
+    };
     struct Group {
         std::vector<std::size_t> members;  // indexes into candidates
         std::size_t bits = 0;
-        bool long_pilot = false;
+        bool long_pilot = false, after_pauses = true;
     };
-    std::map<uint32_t, Group> groups;
+    std::map<uint64_t, Group> groups;
     for (std::size_t i = 0; i < candidates.size(); ++i) {
         Group &g = groups[key_of(candidates[i])];
         g.members.push_back(i);
         g.bits += length(candidates[i]);
         g.long_pilot = g.long_pilot || long_pilot(candidates[i]);
+        g.after_pauses = g.after_pauses && after_pause(candidates[i]);
     }
     const auto steady = [&](const Group &g) {
         std::vector<std::size_t> gaps;
@@ -331,14 +461,15 @@ TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t fir
     const Group *chosen = nullptr;
     double best_weight = 0;
     for (const auto &[key, g] : groups) {
-        if (!g.long_pilot && (g.members.size() < MIN_REPEATS || !steady(g)))
+        const bool repeated = g.members.size() >= MIN_REPEATS && (g.after_pauses || steady(g));
+        if (!g.long_pilot && !repeated)
             continue;
         const double weight = double(g.members.size()) * double(g.bits);  // count^2 x mean length
         if (weight > best_weight)
             chosen = &g, best_weight = weight;
     }
     if (chosen == nullptr)
-        return d;
+        return attempt;
     std::size_t longest = chosen->members.front();
     for (std::size_t i : chosen->members)
         if (length(candidates[i]) > length(candidates[longest]))
@@ -352,72 +483,245 @@ TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t fir
     const std::size_t reference_at =
         std::size_t(std::find_if(pilots.begin(), pilots.end(), [&](const Pilot &p) { return p.end == reference.end; }) -
                     pilots.begin());
+    // A block ends where the next pilot of its stretch begins.
+    const auto block_end = [&](std::size_t i) {
+        return i + 1 < pilots.size() && pilots[i + 1].part == pilots[i].part ? pilots[i + 1].start
+                                                                             : part_end(pilots[i]);
+    };
 
-    // One bit order for the stretch: the boot code's rotate, else the one
+    // One bit order for the chain: the boot code's rotate, else the one
     // whose best readings look more like a program, summed over the blocks.
     double msb = 0, lsb = 0;
     for (std::size_t i = 0; i < pilots.size(); ++i) {
-        msb += best_reading(bit, pilots[i], block_end(pilots, i), BitOrder::MsbFirst, facts).score;
-        lsb += best_reading(bit, pilots[i], block_end(pilots, i), BitOrder::LsbFirst, facts).score;
+        msb += best_reading(bit, pilots[i], block_end(i), BitOrder::MsbFirst, facts).score;
+        lsb += best_reading(bit, pilots[i], block_end(i), BitOrder::LsbFirst, facts).score;
     }
-    d.order = lsb > msb + 1e-9 ? BitOrder::LsbFirst : BitOrder::MsbFirst;
+    BitOrder order = lsb > msb + 1e-9 ? BitOrder::LsbFirst : BitOrder::MsbFirst;
     if (facts != nullptr && facts->bit_order != 0)
-        d.order = facts->bit_order == 1 ? BitOrder::MsbFirst : BitOrder::LsbFirst;
+        order = facts->bit_order == 1 ? BitOrder::MsbFirst : BitOrder::LsbFirst;
+    attempt.score = (order == BitOrder::MsbFirst ? msb : lsb) / double(pilots.size());
 
     // Every block's bytes begin where the reference's do, from its break.
-    const std::size_t reference_from = best_reading(bit, reference, block_end(pilots, reference_at), d.order, facts).from;
-    std::vector<std::size_t> starts;
-    for (const Pilot &p : pilots)
-        starts.push_back(std::min(count, std::max(p.start + 8, p.end + reference_from - reference.end)));
+    const std::size_t reference_from = best_reading(bit, reference, block_end(reference_at), order, facts).from;
     for (std::size_t i = 0; i < pilots.size(); ++i) {
         const Pilot &p = pilots[i];
-        const std::size_t from = starts[i];
+        const std::size_t end = part_end(p);
+        std::size_t from = std::min(end, std::max(p.start + 8, p.end + reference_from - reference.end));
+        // A pair's pilot ends with a whole pair: a last lone byte of it
+        // belongs to the block (IRQTape's blocks begin $C3 $AA).
+        std::size_t count = (from - p.start) / 8;
+        if (p.pair) {
+            if (count % 2 == 1)
+                from -= 8;
+            count /= 2;
+        }
         // A block's last byte may end in bits like the next pilot's first
         // ones, which the pilot's run then took: it may reach 7 bits in.
-        const std::size_t to = std::min(count, block_end(pilots, i) + 7);
+        const std::size_t to = std::min(end, block_end(i) + 7);
         std::vector<uint8_t> block;
         for (std::size_t q = from; q + 8 <= to; q += 8)
-            block.push_back(byte_at(bit, q, d.order));
-        if (i == 0) {
+            block.push_back(byte_at(bit, q, order));
+        TurboDescription &d = attempt.parts[p.part];
+        if (d.blocks == 0) {
             d.bit_pilot = p.bits;
-            d.pilot_value = p.bits ? bit[p.start] : byte_at(bit, from - 8, d.order);
-            d.pilot_count = p.bits ? p.end - p.start : (from - p.start) / 8;
+            d.pair_pilot = p.pair;
+            d.pilot_count = p.bits ? p.end - p.start : count;
+            if (p.bits)
+                d.pilot_value = bit[p.start];
+            else if (p.pair)
+                d.pilot_value = byte_at(bit, from - 16 * count, order),
+                d.pilot_second = byte_at(bit, from - 16 * count + 8, order);
+            else
+                d.pilot_value = byte_at(bit, from - 8, order);
             d.first_bytes.assign(block.begin(), block.begin() + long(std::min(block.size(), FIRST_BYTES)));
+            d.order = order;
+            d.found = true;
         }
+        ++d.blocks;
         d.bytes.insert(d.bytes.end(), block.begin(), block.end());
     }
-    d.blocks = pilots.size();
-    d.short_units = classes.zero;
-    d.long_units = classes.one;
-    d.threshold_cycles = unsigned(std::lround(threshold * 8));
-    d.found = true;
-    return d;
+    return attempt;
 }
+
+} // namespace
+
+std::string TurboDescription::text() const
+{
+    std::string out = "Turbo: ";
+    char piece[160];
+    if (longest_units > 0)
+        std::snprintf(piece, sizeof piece,
+                      "thresholds %u and %u cycles, pulses $%02X/$%02X/$%02X (the longest two bits, %u %u)",
+                      threshold_cycles, second_threshold_cycles, unsigned(std::lround(short_units)),
+                      unsigned(std::lround(long_units)), unsigned(std::lround(longest_units)),
+                      unsigned(longest_bits >> 1 & 1), unsigned(longest_bits & 1));
+    else
+        std::snprintf(piece, sizeof piece, "threshold %u cycles, pulses $%02X/$%02X", threshold_cycles,
+                      unsigned(std::lround(short_units)), unsigned(std::lround(long_units)));
+    out += piece;
+    out += full_waves ? " as full waves, " : ", ";
+    out += order == turbo::BitOrder::MsbFirst ? "MSB first, " : "LSB first, ";
+    if (bit_pilot)
+        std::snprintf(piece, sizeof piece, "pilot of %zu %u bits", pilot_count, unsigned(pilot_value));
+    else if (pair_pilot)
+        std::snprintf(piece, sizeof piece, "pilot $%02X $%02X x %zu", unsigned(pilot_value), unsigned(pilot_second),
+                      pilot_count);
+    else
+        std::snprintf(piece, sizeof piece, "pilot $%02X x %zu", unsigned(pilot_value), pilot_count);
+    out += piece;
+    if (!first_bytes.empty())
+        out += ", then " + hex_bytes(first_bytes) + " ...";
+    std::snprintf(piece, sizeof piece, ", %zu block%s, ", blocks, blocks == 1 ? "" : "s");
+    out += piece + size_text(bytes.size());
+    if (parts > 1) {
+        std::snprintf(piece, sizeof piece, "; part %zu of %zu between pauses, ", part, parts);
+        out += piece + size_text(bytes_in_all) + " in all";
+    }
+    return out;
+}
+
+std::vector<TurboDescription> describe_unknown_turbo_chain(const PulseTrack &track,
+                                                           const std::vector<TurboStretch> &stretches,
+                                                           const BootFacts *facts, bool half_waves)
+{
+    std::vector<TurboDescription> none(stretches.size());
+    std::vector<Units> units;
+    for (const TurboStretch &s : stretches) {
+        if (s.first + s.count > track.size())
+            return none;
+        const uint8_t *at = track.small.data() + s.first;
+        units.push_back(half_waves ? full_waves(at, s.count) : Units(at, at + s.count));
+    }
+    const Classes classes = find_classes(units);
+    if (!classes.ok)
+        return none;
+    Attempt best;
+    uint8_t longest_bits = 0;
+    const std::vector<uint8_t> readings = classes.count == 3 ? std::vector<uint8_t>{0b10, 0b01} : std::vector<uint8_t>{0};
+    for (const uint8_t longest : readings) {
+        ChainBits chain;
+        for (const Units &u : units) {
+            chain.begin.push_back(chain.bit.size());
+            append_bits(chain.bit, u, classes, longest);
+        }
+        chain.begin.push_back(chain.bit.size());
+        Attempt a = describe_bits(chain, facts);
+        if (a.score > best.score + 1e-9) {
+            best = std::move(a);
+            longest_bits = longest;
+        }
+    }
+    if (best.score < 0)
+        return none;
+    std::size_t found = 0, bytes = 0;
+    for (const TurboDescription &d : best.parts)
+        if (d.found)
+            ++found, bytes += d.bytes.size();
+    std::size_t number = 0;
+    for (TurboDescription &d : best.parts) {
+        if (!d.found)
+            continue;
+        d.full_waves = half_waves;
+        d.short_units = classes.mean[0];
+        d.long_units = classes.mean[1];
+        d.threshold_cycles = unsigned(std::lround(classes.threshold(0) * 8));
+        if (classes.count == 3) {
+            d.longest_units = classes.mean[2];
+            d.longest_bits = longest_bits;
+            d.second_threshold_cycles = unsigned(std::lround(classes.threshold(1) * 8));
+        }
+        if (found > 1) {
+            d.part = ++number;
+            d.parts = found;
+            d.bytes_in_all = bytes;
+        }
+    }
+    return best.parts;
+}
+
+TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t first, std::size_t count,
+                                        const BootFacts *facts)
+{
+    if (count < MIN_PULSES)
+        return {};
+    return describe_unknown_turbo_chain(track, {TurboStretch{first, count}}, facts).front();
+}
+
+namespace {
+
+// Whether two stretches' classes are the same loader's.
+bool same_classes(const Classes &a, const Classes &b)
+{
+    if (a.count != b.count)
+        return false;
+    for (int k = 0; k < a.count; ++k)
+        if (std::fabs(a.mean[std::size_t(k)] - b.mean[std::size_t(k)]) > 0.08 * a.mean[std::size_t(k)])
+            return false;
+    return true;
+}
+
+} // namespace
 
 void describe_unknown_turbos(TapeScan &scan)
 {
+    const bool half_waves = tape_holds_half_waves(scan);
     // The code of the last CBM ROM file before a stretch: its loader.
     BootFacts facts;
     bool have_facts = false;
-    for (TapeEntry &e : scan.entries) {
+    // A chain: unrecognised stretches of the same two or three lengths with
+    // nothing but pauses between them.
+    std::vector<std::size_t> chain;
+    Classes chain_classes;
+    const auto flush = [&] {
+        if (chain.empty())
+            return;
+        std::vector<TurboStretch> stretches;
+        for (std::size_t i : chain)
+            stretches.push_back({scan.entries[i].first_pulse, scan.entries[i].pulse_count});
+        std::vector<TurboDescription> described =
+            describe_unknown_turbo_chain(scan.pulses, stretches, have_facts ? &facts : nullptr, half_waves);
+        for (std::size_t k = 0; k < chain.size(); ++k) {
+            TurboDescription &d = described[k];
+            if (!d.found)
+                continue;
+            TapeEntry &e = scan.entries[chain[k]];
+            e.type = ENTRY_TYPE_UNKNOWN_TURBO;
+            e.description = d.text();
+            e.payload = std::move(d.bytes);
+            // Its lengths, as measured (no ideal is known), in the tape's
+            // own pulses (half waves on a tape of half waves).
+            const double scale = half_waves ? 0.5 : 1.0;
+            e.pulse_short = d.short_units * scale;
+            e.pulse_medium = d.long_units * scale;
+            e.pulse_long = d.longest_units * scale;
+        }
+        chain.clear();
+    };
+    for (std::size_t i = 0; i < scan.entries.size(); ++i) {
+        const TapeEntry &e = scan.entries[i];
+        if (e.kind == EntryKind::Pause)
+            continue;
+        if (e.kind == EntryKind::Unrecognized && e.type == ENTRY_TYPE_UNRECOGNIZED && e.pulse_count >= MIN_PULSES) {
+            const uint8_t *at = scan.pulses.small.data() + e.first_pulse;
+            const Classes own =
+                find_classes({half_waves ? full_waves(at, e.pulse_count) : Units(at, at + e.pulse_count)});
+            if (!own.ok || (!chain.empty() && !same_classes(chain_classes, own)))
+                flush();
+            if (own.ok) {
+                if (chain.empty())
+                    chain_classes = own;
+                chain.push_back(i);
+            }
+            continue;
+        }
+        flush();
         if (e.kind == EntryKind::File && e.scanner == &cbm_rom_scanner && e.copy != CopyId::Repeat &&
             e.type.find("DATA") != std::string::npos && !e.payload.empty()) {
             facts = read_boot_code(e.payload.data(), e.payload.size());
             have_facts = true;
         }
-        if (e.kind != EntryKind::Unrecognized || e.type != ENTRY_TYPE_UNRECOGNIZED || e.pulse_count < MIN_PULSES)
-            continue;
-        TurboDescription d = describe_unknown_turbo(scan.pulses, e.first_pulse, e.pulse_count,
-                                                    have_facts ? &facts : nullptr);
-        if (!d.found)
-            continue;
-        e.type = ENTRY_TYPE_UNKNOWN_TURBO;
-        e.description = d.text();
-        e.payload = std::move(d.bytes);
-        // Its two lengths, as measured (no ideal is known).
-        e.pulse_short = d.short_units;
-        e.pulse_medium = d.long_units;
     }
+    flush();
 }
 
 std::vector<uint8_t> unknown_turbo_bytes(const uint8_t *file, std::size_t size, uint64_t start, uint64_t end)
@@ -438,5 +742,8 @@ std::vector<uint8_t> unknown_turbo_bytes(const uint8_t *file, std::size_t size, 
     }
     if (first > last)
         return {};
-    return describe_unknown_turbo(scan.pulses, first, last + 1 - first).bytes;
+    return describe_unknown_turbo_chain(scan.pulses, {TurboStretch{first, last + 1 - first}}, nullptr,
+                                        tape_holds_half_waves(scan))
+        .front()
+        .bytes;
 }

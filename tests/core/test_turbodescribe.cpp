@@ -6,13 +6,12 @@
 // never be described: noise, CBM leaders and data, a stretch without pilot.
 // The programs on these tapes are real ones (cc65's samples), since the bit
 // order and where the bytes begin are told by what the bytes look like.
-#include "common/cc65_sample.h"
-#include "common/temp_folder.h"
 #include "core/cbmscan.h"
 #include "core/loaders/registry.h"
 #include "core/pulsestats.h"
 #include "core/turbodescribe.h"
 #include "loader_testing.h"
+#include "turbodescribe_testing.h"
 
 #include <gtest/gtest.h>
 
@@ -21,31 +20,9 @@
 #include <random>
 
 using namespace loader_testing;
+using namespace describe_testing;
 
 namespace {
-
-// Real programs, compiled once.
-const std::vector<Bytes> &real_programs()
-{
-    static const std::vector<Bytes> programs = [] {
-        std::vector<Bytes> out;
-        TempFolder folder("qm-describe-XXXXXX");
-        for (const char *name : {"sieve", "plasma", "mandelbrot"}) {
-            std::string error;
-            const std::string path = build_cc65_sample(folder.path(), name, &error);
-            gchar *data = nullptr;
-            gsize size = 0;
-            if (path.empty() || !g_file_get_contents(path.c_str(), &data, &size, nullptr)) {
-                ADD_FAILURE() << error;
-                continue;
-            }
-            out.emplace_back(data, data + size);
-            g_free(data);
-        }
-        return out;
-    }();
-    return programs;
-}
 
 // An invented loader: one pulse per bit, a pilot and a sync, the bytes.
 struct Invented {
@@ -106,59 +83,6 @@ private:
     double zero_ = 0, one_ = 0;
 };
 
-const TapeEntry *unknown_turbo(const TapeScan &scan)
-{
-    for (const TapeEntry &e : scan.entries)
-        if (e.type == ENTRY_TYPE_UNKNOWN_TURBO)
-            return &e;
-    return nullptr;
-}
-
-std::size_t unknown_turbos(const TapeScan &scan)
-{
-    std::size_t n = 0;
-    for (const TapeEntry &e : scan.entries)
-        n += e.type == ENTRY_TYPE_UNKNOWN_TURBO;
-    return n;
-}
-
-// The description's parts, read back from its text.
-struct Told {
-    unsigned threshold = 0, zero = 0, one = 0;
-    std::string order;
-    unsigned pilot = 0;
-    std::size_t pilot_count = 0;
-    bool bit_pilot = false;
-    unsigned first_after = 0;
-    std::size_t blocks = 0;
-};
-
-Told read_text(const std::string &text)
-{
-    Told t;
-    char order[4] = {};
-    int used = 0;
-    EXPECT_EQ(std::sscanf(text.c_str(), "Turbo: threshold %u cycles, pulses $%x/$%x, %3s first, %n", &t.threshold,
-                          &t.zero, &t.one, order, &used),
-              4)
-        << text;
-    t.order = order;
-    const std::string rest = text.substr(std::size_t(used));
-    if (std::sscanf(rest.c_str(), "pilot $%x x %zu, then $%x", &t.pilot, &t.pilot_count, &t.first_after) == 3) {
-        t.bit_pilot = false;
-    } else {
-        EXPECT_EQ(std::sscanf(rest.c_str(), "pilot of %zu %u bits, then $%x", &t.pilot_count, &t.pilot,
-                              &t.first_after),
-                  3)
-            << text;
-        t.bit_pilot = true;
-    }
-    const std::size_t blocks_at = text.rfind(" block");
-    const std::size_t comma = text.rfind(", ", blocks_at);
-    t.blocks = std::size_t(std::stoul(text.substr(comma + 2, blocks_at - comma - 2)));
-    return t;
-}
-
 } // namespace
 
 class InventedLoaders : public testing::TestWithParam<Invented> {};
@@ -216,12 +140,18 @@ INSTANTIATE_TEST_SUITE_P(
 
 namespace {
 
+enum class PilotKind { Byte, Bits, Pair };
+
 struct Known {
     const char *id;
     const char *order;
-    bool bit_pilot;
-    unsigned pilot;      // byte (a bit pilot: the bit)
+    PilotKind kind;
+    unsigned pilot;      // byte (a bit pilot: the bit; a pair: its first)
     int first_after;     // the sync (or first) byte after the pilot; -1: not checked
+    unsigned pilot_second = 0;  // a pair's second byte
+    // Bytes enciphered with a key (Rack-It): without the boot file's code
+    // neither the bit order nor the sync can be told from them.
+    bool enciphered = false;
 };
 
 std::vector<const TapeScanner *> all_scanners_but(const char *id)
@@ -255,13 +185,8 @@ TEST_P(KnownLoadersUnknown, AreDescribedAsTheirFormatNotesSay)
     const Known &k = GetParam();
     const TurboLoader &loader = *find_turbo_loader(k.id);
     const Bytes tap = distorted(encode(loader, real_prg_inputs()), 1.03, 2, 3);
-    const TapeScan scan = scan_tape(tap.data(), tap.size(), ScanOptions(), all_scanners_but(k.id));
-    expect_covering(scan);
-    const TapeEntry *e = unknown_turbo(scan);
-    ASSERT_NE(e, nullptr) << "no UNKNOWN TURBO entry";
-    for (const TapeEntry &f : scan.entries)
-        EXPECT_TRUE(f.scanner == nullptr || f.scanner == &cbm_rom_scanner) << f.type << " took the loader's pulses";
-    const Told told = read_text(e->description);
+    // With the loader's boot file before it (its code tells the bit order
+    // and the bytes it compares with), and without (the bytes tell).
     // The format's own pulses (3 % slow), and the threshold between them.
     const TapeEntry *own = nullptr;
     const TapeScan usual = scan_tape(tap.data(), tap.size());
@@ -270,29 +195,68 @@ TEST_P(KnownLoadersUnknown, AreDescribedAsTheirFormatNotesSay)
             own = &f;
     ASSERT_NE(own, nullptr);
     const double zero = own->ideal_units[1] * 1.03, one = own->ideal_units[2] * 1.03;
-    EXPECT_NEAR(double(told.zero), zero, 1.5) << e->description;
-    EXPECT_NEAR(double(told.one), one, 1.5) << e->description;
-    EXPECT_NEAR(double(told.threshold), 4 * (zero + one), 0.04 * 4 * (zero + one)) << e->description;
-    EXPECT_EQ(told.order, k.order) << e->description;
-    EXPECT_EQ(told.bit_pilot, k.bit_pilot) << e->description;
-    EXPECT_EQ(told.pilot, k.pilot) << e->description;
-    if (k.first_after >= 0) {
-        EXPECT_EQ(told.first_after, unsigned(k.first_after)) << e->description;
+    for (const bool boot_file_read : {true, false}) {
+        SCOPED_TRACE(boot_file_read ? "boot file read" : "boot file left unread");
+        std::vector<const TapeScanner *> scanners = all_scanners_but(k.id);
+        if (!boot_file_read)
+            scanners.erase(std::find(scanners.begin(), scanners.end(), &cbm_rom_scanner));
+        const TapeScan scan = scan_tape(tap.data(), tap.size(), ScanOptions(), scanners);
+        expect_covering(scan);
+        const TapeEntry *e = unknown_turbo(scan);
+        ASSERT_NE(e, nullptr) << "no UNKNOWN TURBO entry";
+        for (const TapeEntry &f : scan.entries)
+            EXPECT_TRUE(f.scanner == nullptr || f.scanner == &cbm_rom_scanner) << f.type << " took the loader's pulses";
+        const Told told = read_text(e->description);
+        EXPECT_NEAR(double(told.zero), zero, 1.5) << e->description;
+        EXPECT_NEAR(double(told.one), one, 1.5) << e->description;
+        EXPECT_NEAR(double(told.threshold), 4 * (zero + one), 0.04 * 4 * (zero + one)) << e->description;
+        if (own->ideal_units[3] != 0) {
+            // A third length: the loader's timing reads it as the bits 1 and 0.
+            const double longest = own->ideal_units[3] * 1.03;
+            EXPECT_NEAR(double(told.longest), longest, 1.5) << e->description;
+            EXPECT_NEAR(double(told.second_threshold), 4 * (one + longest), 0.04 * 4 * (one + longest)) << e->description;
+            EXPECT_EQ(told.longest_bits[0], 1u) << e->description;
+            EXPECT_EQ(told.longest_bits[1], 0u) << e->description;
+        } else {
+            EXPECT_EQ(told.longest, 0u) << e->description;
+        }
+        if (getenv("QM_SHOW_DESCRIPTIONS") != nullptr)
+            std::printf("%s, %s: %s\n", k.id, boot_file_read ? "boot file read" : "boot file unread", e->description.c_str());
+        EXPECT_EQ(told.bit_pilot, k.kind == PilotKind::Bits) << e->description;
+        EXPECT_EQ(told.pair_pilot, k.kind == PilotKind::Pair) << e->description;
+        // Nothing was verified: the share of recognised pulses leaves it out.
+        EXPECT_EQ(e->kind, EntryKind::Unrecognized);
+        EXPECT_FALSE(e->has_checkbyte);
+        EXPECT_FALSE(e->payload.empty());
+        if (k.enciphered && !boot_file_read)
+            continue;
+        EXPECT_EQ(told.order, k.order) << e->description;
+        EXPECT_EQ(told.pilot, k.pilot) << e->description;
+        EXPECT_EQ(told.pilot_second, k.pilot_second) << e->description;
+        if (k.first_after >= 0) {
+            EXPECT_EQ(told.first_after, unsigned(k.first_after)) << e->description;
+        }
     }
-    // Nothing was verified: the share of recognised pulses leaves it out.
-    EXPECT_EQ(e->kind, EntryKind::Unrecognized);
-    EXPECT_FALSE(e->has_checkbyte);
-    EXPECT_FALSE(e->payload.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     FormatNotes, KnownLoadersUnknown,
-    testing::Values(Known{"turbotape", "MSB", false, 0x02, 0x09}, Known{"freeload", "MSB", false, 0x40, 0x5A},
-                    Known{"usgold", "MSB", false, 0x20, 0xFF}, Known{"chr", "MSB", false, 0x63, 0x64},
-                    Known{"microload", "LSB", false, 0xA0, 0x0A}, Known{"wildsave", "LSB", false, 0xA0, 0x0A},
-                    Known{"rackit", "MSB", false, 0x25, 0x3D}, Known{"burner", "MSB", false, 0xE3, 0xED},
-                    Known{"visiload", "MSB", true, 0, 0x16}, Known{"novaload", "LSB", true, 0, 0xAA},
-                    Known{"ocean", "LSB", true, 0, -1}, Known{"audiogenic", "MSB", false, 0xF0, 0xAA}),
+    testing::Values(Known{"turbotape", "MSB", PilotKind::Byte, 0x02, 0x09},
+                    Known{"freeload", "MSB", PilotKind::Byte, 0x40, 0x5A},
+                    Known{"usgold", "MSB", PilotKind::Byte, 0x20, 0xFF}, Known{"chr", "MSB", PilotKind::Byte, 0x63, 0x64},
+                    Known{"microload", "LSB", PilotKind::Byte, 0xA0, 0x0A},
+                    Known{"wildsave", "LSB", PilotKind::Byte, 0xA0, 0x0A},
+                    Known{"rackit", "MSB", PilotKind::Byte, 0x25, 0x3D, 0, true},
+                    Known{"burner", "MSB", PilotKind::Byte, 0xE3, 0xED},
+                    Known{"visiload", "MSB", PilotKind::Bits, 0, 0x16},
+                    Known{"novaload", "LSB", PilotKind::Bits, 0, 0xAA}, Known{"ocean", "LSB", PilotKind::Bits, 0, -1},
+                    Known{"audiogenic", "MSB", PilotKind::Byte, 0xF0, 0xAA},
+                    // Each block its own pilot byte, announced by the one before; the first $0F.
+                    Known{"bleepload", "MSB", PilotKind::Byte, 0x0F, 0xF0},
+                    // A lead-in of $C3 $FF pairs; every block begins $C3 $AA.
+                    Known{"irqtape", "MSB", PilotKind::Pair, 0xC3, 0xC3, 0xFF},
+                    // Three lengths; the pilot's closing 1 bit and the sync's first 0 make one long pulse.
+                    Known{"pavloda", "MSB", PilotKind::Bits, 0, 0x66}),
     [](const testing::TestParamInfo<Known> &p) { return std::string(p.param.id); });
 
 TEST(UnknownTurboNever, NoiseIsNoTurbo)
