@@ -24,11 +24,30 @@ constexpr std::size_t PART_START_SLACK = 32;       // bits a pause may take off 
 constexpr std::size_t SCORED_BYTES = 2048;
 constexpr std::size_t FIRST_BYTES = 4;
 constexpr double CLASS_SPREAD = 0.22;              // of a class's length, around it
+constexpr double CLASS_SPREAD_UNITS = 3;           // at least: a TAP unit of rounding and a real deck's jitter
 constexpr double BYTE_MARKER_SHARE = 0.8;          // markers followed by a long pulse
 constexpr double MARKER_FROM = 1.15, MARKER_TO = 2.3;  // a marker's length, of the long class's
 constexpr std::size_t MIN_MARKERS = 32;
 
-using Units = std::vector<uint8_t>;  // pulse lengths of a stretch (full waves)
+// The pulse lengths of a stretch as full waves: the track's own, or its
+// half waves paired and added up (kept in `paired`).
+struct Stretch {
+    const uint8_t *units = nullptr;
+    std::size_t size = 0;
+    std::vector<uint8_t> paired;  // moved with its buffer, never copied (units may point into it)
+
+    Stretch() = default;
+    Stretch(Stretch &&) = default;
+    Stretch &operator=(Stretch &&) = default;
+    Stretch(const Stretch &) = delete;
+    Stretch &operator=(const Stretch &) = delete;
+    uint8_t operator[](std::size_t q) const { return units[q]; }
+};
+
+using Histogram = std::array<double, 258>;
+
+// How far around a class's length its pulses spread.
+double spread(double length) { return std::max(CLASS_SPREAD * length, CLASS_SPREAD_UNITS); }
 
 // The classes of a stretch: two or three peaks of its histogram, far enough
 // apart, with deep valleys between them, and nearly every pulse near one of
@@ -37,25 +56,30 @@ struct Classes {
     bool ok = false;
     int count = 0;
     std::array<double, 3> mean{};
+    std::array<uint8_t, 256> class_of{};  // of every length
     double threshold(int k) const { return (mean[std::size_t(k)] + mean[std::size_t(k) + 1]) / 2; }
-    int of(uint8_t u) const
+    int of(uint8_t u) const { return class_of[u]; }
+    void fill_lookup()
     {
-        int k = 0;
-        while (k + 1 < count && u >= threshold(k))
-            ++k;
-        return k;
+        for (int u = 0; u < 256; ++u) {
+            int k = 0;
+            while (k + 1 < count && u >= threshold(k))
+                ++k;
+            class_of[std::size_t(u)] = uint8_t(k);
+        }
     }
 };
 
 // A pulse longer than the bit classes' longest that is nearly always
 // followed by one of that class is a byte marker: Commodore ROM data (its
 // leader then looks like a pilot of 0 bits), not a turbo.
-bool has_byte_markers(const std::vector<Units> &parts, const Classes &c)
+bool has_byte_markers(const std::vector<const Stretch *> &parts, const Classes &c)
 {
     const double one = c.mean[1];
     std::size_t markers = 0, then_one = 0;
-    for (const Units &units : parts)
-        for (std::size_t q = 0; q + 1 < units.size(); ++q) {
+    for (const Stretch *part : parts)
+        for (std::size_t q = 0; q + 1 < part->size; ++q) {
+            const Stretch &units = *part;
             const uint8_t u = units[q];
             if (u == 0 || u < MARKER_FROM * one || u > MARKER_TO * one || (c.count == 3 && c.of(u) != 2))
                 continue;
@@ -65,16 +89,21 @@ bool has_byte_markers(const std::vector<Units> &parts, const Classes &c)
     return markers >= MIN_MARKERS && double(then_one) >= BYTE_MARKER_SHARE * double(markers);
 }
 
-Classes find_classes(const std::vector<Units> &parts)
+void add_to_histogram(Histogram &h, const Stretch &s)
 {
-    std::array<double, 258> h{};
+    std::array<uint32_t, 256> counts{};
+    for (std::size_t q = 0; q < s.size; ++q)
+        ++counts[s.units[q]];
+    for (std::size_t u = 1; u < 256; ++u)
+        h[u] += counts[u];
+}
+
+// `h`: the parts' histogram (add_to_histogram).
+Classes find_classes(const Histogram &h, const std::vector<const Stretch *> &parts)
+{
     double total = 0;
-    for (const Units &units : parts)
-        for (const uint8_t u : units)
-            if (u != 0) {
-                ++h[u];
-                ++total;
-            }
+    for (std::size_t u = 1; u < 256; ++u)
+        total += h[u];
     Classes c;
     if (total < double(MIN_PULSES))
         return c;
@@ -111,7 +140,7 @@ Classes find_classes(const std::vector<Units> &parts)
         std::size_t k = 0;
         while (k + 1 < peaks.size() && u >= (peaks[k] + peaks[k + 1]) / 2.0)
             ++k;
-        if (std::fabs(u - peaks[k]) > CLASS_SPREAD * peaks[k])
+        if (std::fabs(u - peaks[k]) > spread(peaks[k]))
             continue;
         sum[k] += u * h[std::size_t(u)];
         n[k] += h[std::size_t(u)];
@@ -132,38 +161,48 @@ Classes find_classes(const std::vector<Units> &parts)
     for (int u = 1; u <= 255; ++u) {
         bool near = false;
         for (std::size_t k = 0; k < peaks.size(); ++k)
-            near = near || std::fabs(u - c.mean[k]) <= CLASS_SPREAD * c.mean[k];
+            near = near || std::fabs(u - c.mean[k]) <= spread(c.mean[k]);
         if (!near && h[std::size_t(u)] >= std::max(4.0, 0.004 * total))
             return c;
     }
+    c.fill_lookup();
     if (has_byte_markers(parts, c))
         return c;
     c.ok = true;
     return c;
 }
 
-// A tape of half waves holds a full wave as two halves of one length: they
-// are paired from the phase whose pairs are the more even.
-Units full_waves(const uint8_t *half, std::size_t n)
+// A stretch of a track. A tape of half waves holds a full wave as two
+// halves of one length: they are paired from the phase whose pairs are the
+// more even.
+Stretch stretch_of(const PulseTrack &track, std::size_t first, std::size_t count, bool half_waves)
 {
+    Stretch s;
+    const uint8_t *half = track.small.data() + first;
+    if (!half_waves) {
+        s.units = half;
+        s.size = count;
+        return s;
+    }
     std::size_t even[2] = {0, 0};
     for (std::size_t phase = 0; phase < 2; ++phase)
-        for (std::size_t q = phase; q + 1 < n; q += 2) {
+        for (std::size_t q = phase; q + 1 < count; q += 2) {
             const int a = half[q], b = half[q + 1];
             even[phase] += std::abs(a - b) <= std::max(2, (a + b) / 8);
         }
-    Units out;
-    for (std::size_t q = even[1] > even[0] ? 1 : 0; q + 1 < n; q += 2)
-        out.push_back(half[q] == 0 || half[q + 1] == 0 ? 0 : uint8_t(std::min(255, half[q] + half[q + 1])));
-    return out;
+    for (std::size_t q = even[1] > even[0] ? 1 : 0; q + 1 < count; q += 2)
+        s.paired.push_back(half[q] == 0 || half[q + 1] == 0 ? 0 : uint8_t(std::min(255, half[q] + half[q + 1])));
+    s.units = s.paired.data();
+    s.size = s.paired.size();
+    return s;
 }
 
 // The bits of a stretch's pulses; a pulse of the third class gives the two
 // bits of `longest`.
-void append_bits(std::vector<uint8_t> &bit, const Units &units, const Classes &c, uint8_t longest)
+void append_bits(std::vector<uint8_t> &bit, const Stretch &units, const Classes &c, uint8_t longest)
 {
-    for (const uint8_t u : units) {
-        const int k = c.of(u);
+    for (std::size_t q = 0; q < units.size; ++q) {
+        const int k = c.of(units[q]);
         if (k < 2) {
             bit.push_back(uint8_t(k));
         } else {
@@ -580,29 +619,21 @@ std::string TurboDescription::text() const
     return out;
 }
 
-std::vector<TurboDescription> describe_unknown_turbo_chain(const PulseTrack &track,
-                                                           const std::vector<TurboStretch> &stretches,
-                                                           const BootFacts *facts, bool half_waves)
+namespace {
+
+// The parts of a chain, their classes found.
+std::vector<TurboDescription> describe_parts(const std::vector<const Stretch *> &units, const Classes &classes,
+                                             const BootFacts *facts, bool half_waves)
 {
-    std::vector<TurboDescription> none(stretches.size());
-    std::vector<Units> units;
-    for (const TurboStretch &s : stretches) {
-        if (s.first + s.count > track.size())
-            return none;
-        const uint8_t *at = track.small.data() + s.first;
-        units.push_back(half_waves ? full_waves(at, s.count) : Units(at, at + s.count));
-    }
-    const Classes classes = find_classes(units);
-    if (!classes.ok)
-        return none;
+    std::vector<TurboDescription> none(units.size());
     Attempt best;
     uint8_t longest_bits = 0;
     const std::vector<uint8_t> readings = classes.count == 3 ? std::vector<uint8_t>{0b10, 0b01} : std::vector<uint8_t>{0};
     for (const uint8_t longest : readings) {
         ChainBits chain;
-        for (const Units &u : units) {
+        for (const Stretch *u : units) {
             chain.begin.push_back(chain.bit.size());
-            append_bits(chain.bit, u, classes, longest);
+            append_bits(chain.bit, *u, classes, longest);
         }
         chain.begin.push_back(chain.bit.size());
         Attempt a = describe_bits(chain, facts);
@@ -639,6 +670,29 @@ std::vector<TurboDescription> describe_unknown_turbo_chain(const PulseTrack &tra
     return best.parts;
 }
 
+} // namespace
+
+std::vector<TurboDescription> describe_unknown_turbo_chain(const PulseTrack &track,
+                                                           const std::vector<TurboStretch> &stretches,
+                                                           const BootFacts *facts, bool half_waves)
+{
+    std::vector<Stretch> units;
+    Histogram h{};
+    for (const TurboStretch &s : stretches) {
+        if (s.first + s.count > track.size())
+            return std::vector<TurboDescription>(stretches.size());
+        units.push_back(stretch_of(track, s.first, s.count, half_waves));
+        add_to_histogram(h, units.back());
+    }
+    std::vector<const Stretch *> parts;
+    for (const Stretch &u : units)
+        parts.push_back(&u);
+    const Classes classes = find_classes(h, parts);
+    if (!classes.ok)
+        return std::vector<TurboDescription>(stretches.size());
+    return describe_parts(parts, classes, facts, half_waves);
+}
+
 TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t first, std::size_t count,
                                         const BootFacts *facts)
 {
@@ -671,16 +725,20 @@ void describe_unknown_turbos(TapeScan &scan)
     // A chain: unrecognised stretches of the same two or three lengths with
     // nothing but pauses between them.
     std::vector<std::size_t> chain;
+    std::vector<Stretch> stretches;
     Classes chain_classes;
+    Histogram chain_histogram{};
     const auto flush = [&] {
         if (chain.empty())
             return;
-        std::vector<TurboStretch> stretches;
-        for (std::size_t i : chain)
-            stretches.push_back({scan.entries[i].first_pulse, scan.entries[i].pulse_count});
-        std::vector<TurboDescription> described =
-            describe_unknown_turbo_chain(scan.pulses, stretches, have_facts ? &facts : nullptr, half_waves);
-        for (std::size_t k = 0; k < chain.size(); ++k) {
+        std::vector<const Stretch *> parts;
+        for (const Stretch &u : stretches)
+            parts.push_back(&u);
+        const Classes classes = chain.size() == 1 ? chain_classes : find_classes(chain_histogram, parts);
+        std::vector<TurboDescription> described;
+        if (classes.ok)
+            described = describe_parts(parts, classes, have_facts ? &facts : nullptr, half_waves);
+        for (std::size_t k = 0; k < described.size(); ++k) {
             TurboDescription &d = described[k];
             if (!d.found)
                 continue;
@@ -696,21 +754,27 @@ void describe_unknown_turbos(TapeScan &scan)
             e.pulse_long = d.longest_units * scale;
         }
         chain.clear();
+        stretches.clear();
+        chain_histogram = Histogram{};
     };
     for (std::size_t i = 0; i < scan.entries.size(); ++i) {
         const TapeEntry &e = scan.entries[i];
         if (e.kind == EntryKind::Pause)
             continue;
         if (e.kind == EntryKind::Unrecognized && e.type == ENTRY_TYPE_UNRECOGNIZED && e.pulse_count >= MIN_PULSES) {
-            const uint8_t *at = scan.pulses.small.data() + e.first_pulse;
-            const Classes own =
-                find_classes({half_waves ? full_waves(at, e.pulse_count) : Units(at, at + e.pulse_count)});
-            if (!own.ok || (!chain.empty() && !same_classes(chain_classes, own)))
+            Stretch own = stretch_of(scan.pulses, e.first_pulse, e.pulse_count, half_waves);
+            Histogram h{};
+            add_to_histogram(h, own);
+            const Classes classes = find_classes(h, {&own});
+            if (!classes.ok || (!chain.empty() && !same_classes(chain_classes, classes)))
                 flush();
-            if (own.ok) {
+            if (classes.ok) {
                 if (chain.empty())
-                    chain_classes = own;
+                    chain_classes = classes;
                 chain.push_back(i);
+                stretches.push_back(std::move(own));
+                for (std::size_t u = 0; u < h.size(); ++u)
+                    chain_histogram[u] += h[u];
             }
             continue;
         }

@@ -132,7 +132,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Invented{700, 2.0, turbo::BitOrder::MsbFirst, true, 0, 2000, {0x16, 0x42}},
                     Invented{320, 2.2, turbo::BitOrder::LsbFirst, true, 0, 800, {0xAA, 0x55}},
                     Invented{560, 1.5, turbo::BitOrder::MsbFirst, false, 0x0F, 40, {0xE1}},
-                    Invented{380, 1.9, turbo::BitOrder::LsbFirst, false, 0xC6, 128, {0x3B, 0xC4}}),
+                    Invented{380, 1.9, turbo::BitOrder::LsbFirst, false, 0xC6, 128, {0x3B, 0xC4}},
+                    // As fast as homebrew loaders go: pulses of about $0C and $1A.
+                    Invented{150, 2.2, turbo::BitOrder::MsbFirst, false, 0x3C, 128, {0xC3}}),
     [](const testing::TestParamInfo<Invented> &p) {
         return std::to_string(p.param.threshold_cycles) + "cycles" +
                (p.param.order == turbo::BitOrder::MsbFirst ? "Msb" : "Lsb") + (p.param.bit_pilot ? "BitPilot" : "BytePilot");
