@@ -111,11 +111,12 @@ Classes find_classes(const Histogram &h, const std::vector<const Stretch *> &par
     for (int u = 1; u <= 255; ++u)
         s[std::size_t(u)] = h[std::size_t(u - 1)] + h[std::size_t(u)] + h[std::size_t(u + 1)];
     const auto at = [&](int u) { return s[std::size_t(u)]; };
-    // Peaks: local maxima holding 5 % of the pulses; two without a deep
-    // valley between them, or too close, are one (the higher).
+    // Peaks: local maxima holding 2 % of the pulses (a long pilot may be
+    // most of a stretch); two without a deep valley between them, or too
+    // close, are one (the higher).
     std::vector<int> peaks;
     for (int u = 1; u <= 255; ++u) {
-        if (at(u) < 0.05 * total || at(u) < at(u - 1) || at(u) <= at(u + 1))
+        if (at(u) < std::max(0.02 * total, 24.0) || at(u) < at(u - 1) || at(u) <= at(u + 1))
             continue;
         if (!peaks.empty()) {
             const int last = peaks.back();
@@ -621,6 +622,27 @@ std::string TurboDescription::text() const
 
 namespace {
 
+// Which two bits a third, longest class may carry. A loader that times a
+// 1 and a 0 in one pulse writes every 1 followed by a 0 that way: a single
+// 1 pulse is then never followed by a single 0 one. (Likewise a 0 never by
+// a 1 where the pulse carries 0 1.) Where the pulses show one of them
+// clearly, that is the reading; else both are tried and the bytes decide.
+std::vector<uint8_t> longest_pulse_readings(const std::vector<const Stretch *> &units, const Classes &classes)
+{
+    std::size_t one_then_zero = 0, zero_then_one = 0;
+    for (const Stretch *part : units)
+        for (std::size_t q = 0; q + 1 < part->size; ++q) {
+            const int a = classes.of((*part)[q]), b = classes.of((*part)[q + 1]);
+            one_then_zero += a == 1 && b == 0;
+            zero_then_one += a == 0 && b == 1;
+        }
+    if (4 * one_then_zero < zero_then_one)
+        return {0b10};
+    if (4 * zero_then_one < one_then_zero)
+        return {0b01};
+    return {0b10, 0b01};
+}
+
 // The parts of a chain, their classes found.
 std::vector<TurboDescription> describe_parts(const std::vector<const Stretch *> &units, const Classes &classes,
                                              const BootFacts *facts, bool half_waves)
@@ -628,7 +650,9 @@ std::vector<TurboDescription> describe_parts(const std::vector<const Stretch *> 
     std::vector<TurboDescription> none(units.size());
     Attempt best;
     uint8_t longest_bits = 0;
-    const std::vector<uint8_t> readings = classes.count == 3 ? std::vector<uint8_t>{0b10, 0b01} : std::vector<uint8_t>{0};
+    std::vector<uint8_t> readings = {0};
+    if (classes.count == 3)
+        readings = longest_pulse_readings(units, classes);
     for (const uint8_t longest : readings) {
         ChainBits chain;
         for (const Stretch *u : units) {

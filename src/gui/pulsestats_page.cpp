@@ -1,7 +1,7 @@
 // The Pulse Statistics tool page: the histogram of the attached tape's pulse
 // lengths (whole tape or the report entry selected on the Interactive
 // page), linear or logarithmic, with the recognised formats' ideal lengths
-// marked in red (an unknown turbo's two measured lengths in orange); and how
+// marked in red (an unknown turbo's measured lengths in orange); and how
 // fast each recognised file plays. The histogram is
 // drawn into a pixmap, which the snapshot saves as PNG.
 #include "gui/pulsestats_page.h"
@@ -70,22 +70,25 @@ void draw_histogram()
         cairo_move_to(cr, u == 256 ? x - 18 : x - 8, height - 5);
         cairo_show_text(cr, std::to_string(u).c_str());
     }
-    // The ideal lengths in red, under the bars.
-    cairo_set_source_rgb(cr, 0.85, 0.1, 0.1);
-    for (uint8_t ideal : histogram.ideals) {
-        const double x = left + plot_w * (ideal + 0.5) / 256.0;
-        cairo_move_to(cr, std::floor(x) + 0.5, 8);
-        cairo_line_to(cr, std::floor(x) + 0.5, 8 + plot_h);
-        cairo_stroke(cr);
-    }
-    // The two lengths of an unknown turbo, measured, in orange.
-    cairo_set_source_rgb(cr, 1.0, 0.55, 0.0);
-    for (uint8_t length : histogram.unknown_turbo) {
-        const double x = left + plot_w * (length + 0.5) / 256.0;
-        cairo_move_to(cr, std::floor(x) + 0.5, 8);
-        cairo_line_to(cr, std::floor(x) + 0.5, 8 + plot_h);
-        cairo_stroke(cr);
-    }
+    // The ideal lengths in red, an unknown turbo's measured ones in orange:
+    // a line under the bars and a notch under the axis, which a tall bar
+    // cannot hide.
+    const auto draw_marks = [&](const std::vector<uint8_t> &lengths, double red, double green, double blue) {
+        cairo_set_source_rgb(cr, red, green, blue);
+        for (uint8_t length : lengths) {
+            const double x = std::floor(left + plot_w * (length + 0.5) / 256.0) + 0.5;
+            cairo_move_to(cr, x, 8);
+            cairo_line_to(cr, x, 8 + plot_h);
+            cairo_stroke(cr);
+            cairo_move_to(cr, x, 8 + plot_h + 1);
+            cairo_line_to(cr, x - 3.5, 8 + plot_h + 7);
+            cairo_line_to(cr, x + 3.5, 8 + plot_h + 7);
+            cairo_close_path(cr);
+            cairo_fill(cr);
+        }
+    };
+    draw_marks(histogram.ideals, 0.85, 0.1, 0.1);
+    draw_marks(histogram.unknown_turbo, 1.0, 0.55, 0.0);
     cairo_set_source_rgb(cr, 0.1, 0.25, 0.6);
     for (int u = 1; u < 256; ++u) {
         const double h = plot_h * scale(histogram.counts[static_cast<std::size_t>(u)]);

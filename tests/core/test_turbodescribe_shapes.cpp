@@ -184,6 +184,36 @@ TEST(ThreeLengths, TheLongestPulseCarriesTwoBitsInEitherOrder)
             }
 }
 
+TEST(ThreeLengths, InShortBlocksHowThePulsesFollowEachOtherTellsTheTwoBits)
+{
+    // Too few bytes for their looks to tell: a pulse for 1 0 means a single
+    // 1 pulse is never followed by a single 0 one (and 0 1 the other way).
+    const Bytes program(real_programs().at(0).begin(), real_programs().at(0).begin() + 120);
+    for (const uint8_t pair : {uint8_t(0b10), uint8_t(0b01)}) {
+        SCOPED_TRACE(testing::Message() << "pair " << int(pair >> 1) << int(pair & 1));
+        HandTapeBase t;
+        ShapeWriter w(t.tap, 0x24, 0x42, BitOrder::MsbFirst, 4);
+        w.longest(0x56, pair);
+        for (int block = 0; block < 4; ++block) {
+            w.bits(0, 1000);
+            w.bit(1);
+            w.byte(0x66);
+            w.bytes(program);
+            w.bits(0, 32);
+            w.pause();
+        }
+        const TapeScan scan = t.scan();
+        const std::vector<const TapeEntry *> parts = unknown_turbo_entries(scan);
+        ASSERT_EQ(parts.size(), 4u);
+        for (const TapeEntry *e : parts) {
+            const Told told = read_text(e->description);
+            EXPECT_EQ(told.longest_bits[0], unsigned(pair >> 1)) << e->description;
+            EXPECT_EQ(told.longest_bits[1], unsigned(pair & 1)) << e->description;
+            EXPECT_TRUE(holds(e->payload, joined({0x66}, program))) << e->description;
+        }
+    }
+}
+
 TEST(PairPilot, TwoBytesRepeatedLeadIntoEveryBlock)
 {
     const std::vector<Bytes> &programs = real_programs();

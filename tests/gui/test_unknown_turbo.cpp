@@ -1,6 +1,7 @@
 // An unknown turbo stretch in the window: its own colour on the tape layout
-// bar, its two measured lengths on the Pulse Statistics page, and a
-// right-click on its row that saves its bytes for study.
+// bar (every part of a chain of them), its measured lengths on the Pulse
+// Statistics page, and a right-click on its row that saves its bytes for
+// study.
 #include "harness.h"
 
 #include "core/cbmencode.h"
@@ -51,12 +52,55 @@ protected:
         for (uint8_t v : data)
             byte(v);
         t.insert(t.end(), {0x00, 0x40, 0x42, 0x0F});  // a second of silence
+        adopt(t);
+    }
+
+    // Makes `t` the tape of the test.
+    void adopt(Bytes t)
+    {
         tap_fix_data_size(t);
         tape = tmp + "/unknown 'turbo'.tap";
         write_file(tape, std::string(t.begin(), t.end()));
         scan = scan_tape(t.data(), t.size());
         replace_owned_string(utf8_path_lasttestedTAP, tape.c_str());
         replace_owned_string(utf8_path_lasttestedfolder, tmp.c_str());
+    }
+
+    // A loader of three lengths ($24, $42, and $56 for the bits 1 0), its
+    // blocks each after a pause: a pilot of 0 bits, a 1, the sync $66, a
+    // part of the program.
+    void adopt_three_length_chain(std::size_t blocks)
+    {
+        Bytes t = tap_file_header(1, false, false, 0);
+        int pending = -1;
+        const auto bit = [&](int b) {
+            if (pending == 1 && b == 0) {
+                t.push_back(0x56);
+                pending = -1;
+                return;
+            }
+            if (pending >= 0)
+                t.push_back(pending ? 0x42 : 0x24);
+            pending = b;
+        };
+        const auto byte = [&](uint8_t v) {
+            for (int b = 7; b >= 0; --b)
+                bit((v >> b) & 1);
+        };
+        const std::size_t share = data.size() / blocks;
+        for (std::size_t k = 0; k < blocks; ++k) {
+            for (int i = 0; i < 1000; ++i)
+                bit(0);
+            bit(1);
+            byte(0x66);
+            for (std::size_t i = k * share; i < (k + 1) * share; ++i)
+                byte(data[i]);
+            for (int i = 0; i < 32; ++i)
+                bit(0);
+            bit(0);
+            t.insert(t.end(), {0x00, 0x20, 0xA1, 0x07});  // half a second of silence
+        }
+        adopt(t);
     }
 
     // The report the console writes of that tape.
@@ -214,4 +258,50 @@ TEST_F(UnknownTurbo, PulseStatisticsMarksItsTwoLengths)
     EXPECT_EQ(pulse_statistics_histogram().unknown_turbo, (std::vector<uint8_t>{0x2C, 0x50}));
     EXPECT_TRUE(pulse_statistics_histogram().ideals.empty()) << "nothing ideal is known of it";
     save_screenshot(mainwindow, "unknown-turbo-pulse-statistics");
+}
+
+TEST_F(UnknownTurbo, EveryPartOfAChainIsOrangeAndItsThreeLengthsAreMarked)
+{
+    adopt_three_length_chain(4);
+    std::vector<const TapeEntry *> parts;
+    for (const TapeEntry &e : scan.entries)
+        if (e.type == ENTRY_TYPE_UNKNOWN_TURBO)
+            parts.push_back(&e);
+    ASSERT_EQ(parts.size(), 4u);
+    EXPECT_NE(parts[1]->description.find("part 2 of 4 between pauses"), std::string::npos) << parts[1]->description;
+    EXPECT_NE(parts[1]->description.find("(the longest two bits, 1 0)"), std::string::npos) << parts[1]->description;
+
+    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 600);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
+    GtkWidget *area = W("drawingarea_tape_contents");
+    ASSERT_TRUE(wait_for_window_width(900));
+    ASSERT_TRUE(wait_for("the layout bar on show", [&] { return GTK_WIDGET_MAPPED(area) && area->allocation.width > 100; }));
+    load_report();
+    settle();
+    const int width = area->allocation.width;
+    const double total = double(read_file(tape).size() - 20);
+    for (const TapeEntry *e : parts) {
+        const int x = int((e->start + e->end) / 2.0 / total * (width - 1));
+        GdkPixbuf *picture = gdk_pixbuf_get_from_drawable(nullptr, report_bar_pixmap(), nullptr, x,
+                                                          area->allocation.height / 2, 0, 0, 1, 1);
+        const guchar *p = gdk_pixbuf_get_pixels(picture);
+        const guint32 rgb = guint32((p[0] << 16) | (p[1] << 8) | p[2]);
+        g_object_unref(picture);
+        EXPECT_EQ(rgb, named_colour(UNKNOWN_TURBO_COLOUR)) << e->description;
+    }
+    save_screenshot(mainwindow, "unknown-turbo-chain-report");
+
+    ASSERT_TRUE(attach_tape_from_command_line(tape.c_str()));
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 4);
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_tools")), 4);
+    settle();
+    gtk_button_clicked(GTK_BUTTON(W("button_pulse_statistics_compute")));
+    settle();
+    const std::vector<uint8_t> marks = pulse_statistics_histogram().unknown_turbo;
+    ASSERT_EQ(marks.size(), 3u);
+    EXPECT_NEAR(marks[0], 0x24, 1);
+    EXPECT_NEAR(marks[1], 0x42, 1);
+    EXPECT_NEAR(marks[2], 0x56, 1);
+    save_screenshot(mainwindow, "unknown-turbo-chain-pulse-statistics");
 }
