@@ -7,6 +7,8 @@
 
 #include <glib/gi18n-lib.h>
 
+#include <cstring>
+
 namespace {
 
 gchar *font_description = nullptr;
@@ -156,6 +158,46 @@ void common_set_dialog_start_folder(GtkFileChooser *chooser, const gchar *folder
         gtk_file_chooser_set_current_folder(chooser, g_get_home_dir());
 }
 
+std::string common_choose_save_path(const gchar *title, const std::string &proposed, const gchar *folder,
+                                    std::string *chosen_folder)
+{
+    GtkWidget *dialog = create_filechooserdialog_save_generic();
+    gtk_window_set_title(GTK_WINDOW(dialog), title);
+    GtkFileChooser *chooser = GTK_FILE_CHOOSER(dialog);
+    gtk_file_chooser_set_do_overwrite_confirmation(chooser, TRUE);
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
+    gchar *start = folder != nullptr ? g_strdup(folder) : nullptr;  // the chooser may change what folder points to
+    common_set_dialog_start_folder(chooser, start);
+    g_free(start);
+    gtk_file_chooser_set_current_name(chooser, proposed.c_str());
+    std::string path;
+    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
+        if (gchar *chosen = gtk_file_chooser_get_filename(chooser)) {
+            path = chosen;
+            g_free(chosen);
+        }
+        if (chosen_folder != nullptr)
+            if (gchar *shown = gtk_file_chooser_get_current_folder(chooser)) {
+                *chosen_folder = shown;
+                g_free(shown);
+            }
+    }
+    gtk_widget_destroy(dialog);
+    return path;
+}
+
+std::string common_tested_tape_base_name(const char *fallback)
+{
+    if (utf8_path_lasttestedTAP == nullptr)
+        return fallback;
+    gchar *base = g_path_get_basename(utf8_path_lasttestedTAP);
+    if (gchar *dot = std::strrchr(base, '.'); dot != nullptr && dot != base)
+        *dot = '\0';
+    std::string name = base;
+    g_free(base);
+    return name;
+}
+
 void common_create_simple_error_dialog(GtkWindow *parent, const gchar *text)
 {
     // The text is the message's format, so a "%" in it is interpreted.
@@ -240,25 +282,17 @@ void common_show_release_notes()
 
 void on_textview_report_save_contents_activate(GtkMenuItem *, gpointer)
 {
-    GtkWidget *dialog = create_filechooserdialog_save_generic();
-    gtk_window_set_title(GTK_WINDOW(dialog), _("Save report to text file"));
     gchar *base = g_path_get_basename(utf8_path_lasttestedTAP ? utf8_path_lasttestedTAP : "");
     gchar *proposed = g_strdup_printf(_("%s_report.txt"), base);
-    gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), proposed);
+    const std::string target =
+        common_choose_save_path(_("Save report to text file"), proposed, utf8_path_lasttestedfolder);
     g_free(proposed);
     g_free(base);
-    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lasttestedfolder);
-    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(dialog), TRUE);
-    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
-
-    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
-        gchar *filename = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(dialog));
-        GtkTextView *view = GTK_TEXT_VIEW(lookup_widget(mainwindow, "textview_report"));
-        if (!common_textview_save_contents(view, filename))
-            common_append_log_textview(_("Could not save report to file\n"));
-        g_free(filename);
-    }
-    gtk_widget_destroy(dialog);
+    if (target.empty())
+        return;
+    GtkTextView *view = GTK_TEXT_VIEW(lookup_widget(mainwindow, "textview_report"));
+    if (!common_textview_save_contents(view, target.c_str()))
+        common_append_log_textview(_("Could not save report to file\n"));
 }
 
 gboolean on_view_file_popup_menu(GtkWidget *view, GdkEventButton *event, guint kind)

@@ -2,9 +2,12 @@
 // status bar, System Log, text view fonts, progress, dialogs, PNG snapshots
 // and text saving. All run on the main thread.
 #pragma once
+
 #include "core/statusmask.h"
 
 #include <gtk/gtk.h>
+
+#include <string>
 
 void common_set_toolbar_and_menu_status(int mask);
 void common_enable_toolbar_and_menu_status_all();
@@ -27,6 +30,15 @@ void common_create_simple_error_dialog(GtkWindow *parent, const gchar *text);
 // Where a file dialog starts: `folder` when it is one, else the user's home
 // folder (never an empty "Recently Used" view).
 void common_set_dialog_start_folder(GtkFileChooser *chooser, const gchar *folder);
+// Asks where to save, in the save chooser: its `title`, the `proposed`
+// name, starting in `folder` (see above); an existing file is overwritten
+// only when the user says so. The chosen path, or "" when cancelled;
+// `chosen_folder`, when given, receives the folder the chooser showed.
+std::string common_choose_save_path(const gchar *title, const std::string &proposed, const gchar *folder,
+                                    std::string *chosen_folder = nullptr);
+// The tested tape's file name without its extension ("game" for
+// /tapes/game.tap), or `fallback` when no tape was tested.
+std::string common_tested_tape_base_name(const char *fallback);
 
 void common_save_as_png(GtkWidget *widget, GdkDrawable *drawable, const gchar *path,
                         const gchar *suffix);

@@ -9,25 +9,7 @@
 
 #include <glib/gi18n-lib.h>
 
-#include <cstring>
 #include <string>
-
-namespace {
-
-// The tested tape's name without its extension: the image's and the disk's.
-std::string tape_base_name()
-{
-    if (utf8_path_lasttestedTAP == nullptr)
-        return "programs";
-    gchar *base = g_path_get_basename(utf8_path_lasttestedTAP);
-    if (gchar *dot = std::strrchr(base, '.'); dot != nullptr && dot != base)
-        *dot = '\0';
-    std::string name = base;
-    g_free(base);
-    return name;
-}
-
-} // namespace
 
 void on_button_prgfiles_save_d64_clicked(GtkButton *, gpointer)
 {
@@ -39,23 +21,10 @@ void on_button_prgfiles_save_d64_clicked(GtkButton *, gpointer)
         return;
     }
 
-    GtkWidget *dialog = create_filechooserdialog_save_generic();
-    gtk_window_set_title(GTK_WINDOW(dialog), _("Save all as D64 image"));
-    GtkFileChooser *chooser = GTK_FILE_CHOOSER(dialog);
-    gtk_file_chooser_set_do_overwrite_confirmation(chooser, TRUE);
-    gchar *start = utf8_path_lasttestedfolder ? g_strdup(utf8_path_lasttestedfolder) : nullptr;
-    common_set_dialog_start_folder(chooser, start);
-    g_free(start);
-    const std::string base = tape_base_name();
-    gtk_file_chooser_set_current_name(chooser, (base + ".d64").c_str());
-    std::string image;
-    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
-        if (gchar *path = gtk_file_chooser_get_filename(chooser)) {
-            image = path;
-            g_free(path);
-        }
-    }
-    gtk_widget_destroy(dialog);
+    // The tested tape's name without its extension: the image's and the disk's.
+    const std::string base = common_tested_tape_base_name("programs");
+    const std::string image =
+        common_choose_save_path(_("Save all as D64 image"), base + ".d64", utf8_path_lasttestedfolder);
     if (image.empty())
         return;
 

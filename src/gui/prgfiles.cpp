@@ -329,16 +329,10 @@ void prgfiles_save_a_copy()
     if (!name)
         return;
     gchar *source = extracted_path(name);
-    GtkWidget *dialog = create_filechooserdialog_save_generic();
-    gtk_window_set_title(GTK_WINDOW(dialog), _("Save a copy of a PRG file"));
-    gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), name);
-    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), utf8_path_lasttestedfolder);
-    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(dialog), TRUE);
-    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
-    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
-        gchar *target = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(dialog));
+    const std::string target = common_choose_save_path(_("Save a copy of a PRG file"), name, utf8_path_lasttestedfolder);
+    if (!target.empty()) {
         GFile *from = g_file_new_for_path(source);
-        GFile *to = g_file_new_for_path(target ? target : "");
+        GFile *to = g_file_new_for_path(target.c_str());
         GError *error = nullptr;
         if (!g_file_copy(from, to, G_FILE_COPY_OVERWRITE, nullptr, nullptr, nullptr, &error)) {
             common_append_log_textview(error->message);
@@ -347,9 +341,7 @@ void prgfiles_save_a_copy()
         }
         g_object_unref(from);
         g_object_unref(to);
-        g_free(target);
     }
-    gtk_widget_destroy(dialog);
     g_free(source);
     g_free(name);
 }

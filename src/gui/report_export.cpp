@@ -29,30 +29,21 @@ void on_button_report_save_summary_clicked(GtkButton *, gpointer)
     if (!report_has_been_produced())
         return;
     const std::string tape = report_path_last_report() ? report_path_last_report() : "";
-    GtkWidget *dialog = create_filechooserdialog_save_generic();
-    gtk_window_set_title(GTK_WINDOW(dialog), _("Save report to HTML file"));
-    gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(dialog), summary_suggested_name(tape).c_str());
-    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(dialog), TRUE);
-    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
     const gchar *start = utf8_path_lastopenfolder_report ? utf8_path_lastopenfolder_report
                                                          : utf8_path_lasttestedfolder;
-    common_set_dialog_start_folder(GTK_FILE_CHOOSER(dialog), start);
-
-    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
-        gchar *folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
-        if (folder) {
-            g_free(utf8_path_lastopenfolder_report);
-            utf8_path_lastopenfolder_report = folder;
-        }
-        gchar *filename = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(dialog));
-        if (!summary_write_file(filename ? filename : "", summary_tape_base_name(tape),
-                                report_model_entries())) {
-            common_set_statusbar_text(_(" Could not save report. Check write and sharing permissions!"));
-            common_append_log_textview(_("Could not save report to HTML file\n"));
-        }
-        g_free(filename);
+    std::string folder;
+    const std::string target =
+        common_choose_save_path(_("Save report to HTML file"), summary_suggested_name(tape), start, &folder);
+    if (!folder.empty()) {
+        g_free(utf8_path_lastopenfolder_report);
+        utf8_path_lastopenfolder_report = g_strdup(folder.c_str());
     }
-    gtk_widget_destroy(dialog);
+    if (target.empty())
+        return;
+    if (!summary_write_file(target, summary_tape_base_name(tape), report_model_entries())) {
+        common_set_statusbar_text(_(" Could not save report. Check write and sharing permissions!"));
+        common_append_log_textview(_("Could not save report to HTML file\n"));
+    }
 }
 
 void on_textview_report_populate_popup(GtkTextView *, GtkMenu *menu, gpointer)

@@ -10,7 +10,6 @@
 
 #include <glib/gi18n-lib.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -42,15 +41,7 @@ SelectedRow selected_row(GtkTreeView *view)
 // "game-005-UNKNOWN-TURBO.bin" for row 5 of game.tap.
 std::string proposed_name(int index)
 {
-    std::string base = "tape";
-    if (utf8_path_lasttestedTAP != nullptr) {
-        gchar *name = g_path_get_basename(utf8_path_lasttestedTAP);
-        if (gchar *dot = std::strrchr(name, '.'); dot != nullptr && dot != name)
-            *dot = '\0';
-        base = name;
-        g_free(name);
-    }
-    gchar *text = g_strdup_printf("%s-%03d-UNKNOWN-TURBO.bin", base.c_str(), index);
+    gchar *text = g_strdup_printf("%s-%03d-UNKNOWN-TURBO.bin", common_tested_tape_base_name("tape").c_str(), index);
     std::string out = text;
     g_free(text);
     return out;
@@ -81,22 +72,8 @@ void on_save_bytes_activate(GtkMenuItem *, gpointer data)
         return;
     }
 
-    GtkWidget *dialog = create_filechooserdialog_save_generic();
-    gtk_window_set_title(GTK_WINDOW(dialog), _("Save bytes"));
-    GtkFileChooser *chooser = GTK_FILE_CHOOSER(dialog);
-    gtk_file_chooser_set_do_overwrite_confirmation(chooser, TRUE);
-    gchar *start = utf8_path_lasttestedfolder ? g_strdup(utf8_path_lasttestedfolder) : nullptr;
-    common_set_dialog_start_folder(chooser, start);
-    g_free(start);
-    gtk_file_chooser_set_current_name(chooser, proposed_name(row.index).c_str());
-    std::string target;
-    if (gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_OK) {
-        if (gchar *path = gtk_file_chooser_get_filename(chooser)) {
-            target = path;
-            g_free(path);
-        }
-    }
-    gtk_widget_destroy(dialog);
+    const std::string target =
+        common_choose_save_path(_("Save bytes"), proposed_name(row.index), utf8_path_lasttestedfolder);
     if (target.empty())
         return;
     if (!g_file_set_contents(target.c_str(), reinterpret_cast<const gchar *>(bytes.data()), gssize(bytes.size()),
