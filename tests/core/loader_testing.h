@@ -98,6 +98,16 @@ inline Bytes wobbled(const Bytes &tap, double depth, double period, int jitter)
 }
 
 // Entries of one scanner.
+// Every built-in scanner but the one of that id.
+inline std::vector<const TapeScanner *> all_scanners_but(const char *id)
+{
+    std::vector<const TapeScanner *> out;
+    for (const TapeScanner *s : builtin_scanners())
+        if (std::string(s->id) != id)
+            out.push_back(s);
+    return out;
+}
+
 inline std::vector<const TapeEntry *> entries_of(const TapeScan &scan, const TapeScanner *scanner)
 {
     std::vector<const TapeEntry *> out;

@@ -156,15 +156,6 @@ struct Known {
     bool enciphered = false;
 };
 
-std::vector<const TapeScanner *> all_scanners_but(const char *id)
-{
-    std::vector<const TapeScanner *> out;
-    for (const TapeScanner *s : builtin_scanners())
-        if (std::string(s->id) != id)
-            out.push_back(s);
-    return out;
-}
-
 std::vector<PrgInput> real_prg_inputs()
 {
     std::vector<PrgInput> out;

@@ -105,6 +105,22 @@ private:
     bool half_waves_ = false;
 };
 
+// A block's sync, its bytes and a trailer of 0 bits.
+void block_after_pilot(ShapeWriter &w, const Bytes &sync, const Bytes &bytes)
+{
+    w.bytes(sync);
+    w.bytes(bytes);
+    w.bits(0, 64);
+}
+
+// The tape with a pause at its end, scanned.
+TapeScan finished(HandTapeBase &t, ShapeWriter &w)
+{
+    w.flush();
+    t.pause();
+    return t.scan();
+}
+
 std::vector<const TapeEntry *> unknown_turbo_entries(const TapeScan &scan)
 {
     std::vector<const TapeEntry *> out;
@@ -123,15 +139,6 @@ Bytes joined(const Bytes &a, const Bytes &b)
 {
     Bytes out = a;
     out.insert(out.end(), b.begin(), b.end());
-    return out;
-}
-
-std::vector<const TapeScanner *> all_scanners_but(const char *id)
-{
-    std::vector<const TapeScanner *> out;
-    for (const TapeScanner *s : builtin_scanners())
-        if (std::string(s->id) != id)
-            out.push_back(s);
     return out;
 }
 
@@ -156,13 +163,9 @@ TEST(ThreeLengths, TheLongestPulseCarriesTwoBitsInEitherOrder)
                 for (const Bytes &p : programs) {
                     w.bits(0, 1200);
                     w.bit(1);  // the pilot's end
-                    w.bytes(sync);
-                    w.bytes(p);
-                    w.bits(0, 64);
+                    block_after_pilot(w, sync, p);
                 }
-                w.flush();
-                t.pause();
-                const TapeScan scan = t.scan();
+                const TapeScan scan = finished(t, w);
                 ASSERT_EQ(unknown_turbos(scan), 1u);
                 const TapeEntry &e = *unknown_turbo(scan);
                 const Told told = read_text(e.description);
@@ -226,13 +229,9 @@ TEST(PairPilot, TwoBytesRepeatedLeadIntoEveryBlock)
         for (const Bytes &p : programs) {
             for (int k = 0; k < 100; ++k)
                 w.bytes({0xE7, 0x18});
-            w.bytes(sync);
-            w.bytes(p);
-            w.bits(0, 64);
+            block_after_pilot(w, sync, p);
         }
-        w.flush();
-        t.pause();
-        const TapeScan scan = t.scan();
+        const TapeScan scan = finished(t, w);
         ASSERT_EQ(unknown_turbos(scan), 1u);
         const TapeEntry &e = *unknown_turbo(scan);
         const Told told = read_text(e.description);

@@ -100,15 +100,6 @@ Bytes files_of_shape(const Shape &shape)
     return t.bytes();
 }
 
-std::vector<const TapeScanner *> all_but(const char *id)
-{
-    std::vector<const TapeScanner *> out;
-    for (const TapeScanner *s : builtin_scanners())
-        if (std::string(s->id) != id)
-            out.push_back(s);
-    return out;
-}
-
 void expect_no_unchecked_claim(const TapeScan &scan)
 {
     for (const TapeEntry &e : scan.entries) {
@@ -124,7 +115,7 @@ TEST(UncheckedClaims, NoOtherFormatsFilesAreTakenForOceanOrBurnerEvenWithTheirSc
     for (const Shape &shape : shapes()) {
         SCOPED_TRACE(shape.id);
         const Bytes tap = files_of_shape(shape);
-        const TapeScan harsh = scan_tape(tap.data(), tap.size(), ScanOptions(), all_but(shape.id));
+        const TapeScan harsh = scan_tape(tap.data(), tap.size(), ScanOptions(), all_scanners_but(shape.id));
         expect_covering(harsh);
         if (std::string(shape.id) == "burner") {
             // Burner's own files are no Ocean chains.
@@ -167,7 +158,7 @@ TEST(UncheckedClaims, IrqTapeAsARealMachineWritesItIsIrqTapeAndNothingElse)
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0]->payload, all);
     EXPECT_TRUE(files[0]->checkbyte_pass);
-    const TapeScan without = scan_tape(tap.data(), tap.size(), ScanOptions(), all_but("irqtape"));
+    const TapeScan without = scan_tape(tap.data(), tap.size(), ScanOptions(), all_scanners_but("irqtape"));
     expect_no_unchecked_claim(without);
 }
 

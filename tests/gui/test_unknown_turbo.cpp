@@ -143,6 +143,31 @@ protected:
         gtk_tree_path_free(path);
     }
 
+    // The Interactive report on show, its layout bar drawn at its width.
+    bool show_layout_bar()
+    {
+        gtk_window_resize(GTK_WINDOW(mainwindow), 900, 600);
+        gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
+        gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
+        GtkWidget *area = W("drawingarea_tape_contents");
+        return wait_for_window_width(900) &&
+               wait_for("the layout bar on show", [&] { return GTK_WIDGET_MAPPED(area) && area->allocation.width > 100; });
+    }
+
+    // The colour of the layout bar in the middle of an entry.
+    guint32 bar_colour_of(const TapeEntry &e)
+    {
+        GtkWidget *area = W("drawingarea_tape_contents");
+        const double total = double(read_file(tape).size() - 20);
+        const int x = int((e.start + e.end) / 2.0 / total * (area->allocation.width - 1));
+        GdkPixbuf *picture = gdk_pixbuf_get_from_drawable(nullptr, report_bar_pixmap(), nullptr, x,
+                                                          area->allocation.height / 2, 0, 0, 1, 1);
+        const guchar *p = gdk_pixbuf_get_pixels(picture);
+        const guint32 rgb = guint32((p[0] << 16) | (p[1] << 8) | p[2]);
+        g_object_unref(picture);
+        return rgb;
+    }
+
     // The visible pop-up item of that name, after the list's pop-up key.
     GtkWidget *popup_item(const char *name)
     {
@@ -180,23 +205,11 @@ TEST_F(UnknownTurbo, TheTapeHoldsOneStretchTheConsoleWouldDescribe)
 
 TEST_F(UnknownTurbo, HasItsOwnColourOnTheBarAndCountsAsUnrecognised)
 {
-    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 600);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
-    GtkWidget *area = W("drawingarea_tape_contents");
-    ASSERT_TRUE(wait_for_window_width(900));
-    ASSERT_TRUE(wait_for("the layout bar on show", [&] { return GTK_WIDGET_MAPPED(area) && area->allocation.width > 100; }));
+    ASSERT_TRUE(show_layout_bar());
     load_report();
     settle();
-    const int width = area->allocation.width;
-    const TapeEntry &e = turbo_entry();
     const double total = double(read_file(tape).size() - 20);
-    const int x = int((e.start + e.end) / 2.0 / total * (width - 1));
-    GdkPixbuf *picture = gdk_pixbuf_get_from_drawable(nullptr, report_bar_pixmap(), nullptr, x,
-                                                      area->allocation.height / 2, 0, 0, 1, 1);
-    const guchar *p = gdk_pixbuf_get_pixels(picture);
-    const guint32 rgb = guint32((p[0] << 16) | (p[1] << 8) | p[2]);
-    g_object_unref(picture);
+    const guint32 rgb = bar_colour_of(turbo_entry());
     EXPECT_EQ(rgb, named_colour(UNKNOWN_TURBO_COLOUR));
     EXPECT_NE(rgb, named_colour("red"));
     EXPECT_NE(rgb, named_colour("green"));
@@ -271,25 +284,11 @@ TEST_F(UnknownTurbo, EveryPartOfAChainIsOrangeAndItsThreeLengthsAreMarked)
     EXPECT_NE(parts[1]->description.find("part 2 of 4 between pauses"), std::string::npos) << parts[1]->description;
     EXPECT_NE(parts[1]->description.find("(the longest two bits, 1 0)"), std::string::npos) << parts[1]->description;
 
-    gtk_window_resize(GTK_WINDOW(mainwindow), 900, 600);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_main")), 0);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(W("notebook_report")), 1);
-    GtkWidget *area = W("drawingarea_tape_contents");
-    ASSERT_TRUE(wait_for_window_width(900));
-    ASSERT_TRUE(wait_for("the layout bar on show", [&] { return GTK_WIDGET_MAPPED(area) && area->allocation.width > 100; }));
+    ASSERT_TRUE(show_layout_bar());
     load_report();
     settle();
-    const int width = area->allocation.width;
-    const double total = double(read_file(tape).size() - 20);
-    for (const TapeEntry *e : parts) {
-        const int x = int((e->start + e->end) / 2.0 / total * (width - 1));
-        GdkPixbuf *picture = gdk_pixbuf_get_from_drawable(nullptr, report_bar_pixmap(), nullptr, x,
-                                                          area->allocation.height / 2, 0, 0, 1, 1);
-        const guchar *p = gdk_pixbuf_get_pixels(picture);
-        const guint32 rgb = guint32((p[0] << 16) | (p[1] << 8) | p[2]);
-        g_object_unref(picture);
-        EXPECT_EQ(rgb, named_colour(UNKNOWN_TURBO_COLOUR)) << e->description;
-    }
+    for (const TapeEntry *e : parts)
+        EXPECT_EQ(bar_colour_of(*e), named_colour(UNKNOWN_TURBO_COLOUR)) << e->description;
     save_screenshot(mainwindow, "unknown-turbo-chain-report");
 
     ASSERT_TRUE(attach_tape_from_command_line(tape.c_str()));
