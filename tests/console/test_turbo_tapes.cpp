@@ -368,3 +368,39 @@ TEST_F(ConsoleTest, AnUnknownTurboIsDescribedAndItsBytesKeptForStudyNotAsAProgra
         EXPECT_EQ(f.find("UNKNOWN-TURBO"), std::string::npos) << f;
     EXPECT_EQ(report_values(report(), "File Type: UNKNOWN TURBO").size(), 0u);
 }
+
+TEST_F(ConsoleTest, AChainOfUnknownTurboBlocksBetweenPausesIsAPartEachWithItsOwnStudyFile)
+{
+    // Bleepload without its scanner: every block after a pause, each with a
+    // pilot byte of its own. Each block is a part of one chain, described
+    // and kept for study; none is a program, none verified.
+    const Bytes game = make_prg(0x2000, 1800, 43);
+    const std::string t = mktap("bleep load.tap", {{"GAME", game}}, {"--format", "bleepload"});
+    const std::string hash = sha256_of_file(t);
+    ASSERT_EQ(run({"-nobleepload", "-doprg", "-t", t}).status, 0);
+    expect_consistent_report(report_path(), t);
+    const std::string text = report();
+    const std::vector<std::string> turbo = report_values(text, "Turbo: ");
+    ASSERT_GE(turbo.size(), 4u) << text;
+    EXPECT_EQ(report_values(text, "File Type: UNKNOWN TURBO").size(), turbo.size());
+    for (std::size_t k = 0; k < turbo.size(); ++k) {
+        char part[48];
+        std::snprintf(part, sizeof part, "; part %zu of %zu between pauses", k + 1, turbo.size());
+        EXPECT_NE(turbo[k].find(part), std::string::npos) << turbo[k];
+    }
+    EXPECT_NE(turbo[0].find("MSB first, pilot $0F x "), std::string::npos) << turbo[0];
+    EXPECT_NE(turbo[0].find(", then $F0 0F "), std::string::npos) << turbo[0];
+    std::size_t study = 0;
+    Bytes all;
+    for (const std::string &f : prg_files())
+        if (f.find("UNKNOWN-TURBO") != std::string::npos) {
+            ++study;
+            const Bytes part = read_bytes(bin + "/prg/" + f);
+            all.insert(all.end(), part.begin(), part.end());
+        }
+    EXPECT_EQ(study, turbo.size());
+    // The program's first bytes are in the first block's bytes.
+    const Bytes head(game.begin() + 2, game.begin() + 34);
+    EXPECT_NE(std::search(all.begin(), all.end(), head.begin(), head.end()), all.end());
+    EXPECT_EQ(sha256_of_file(t), hash) << "the tape changed";
+}
