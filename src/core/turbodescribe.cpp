@@ -2,6 +2,8 @@
 #include "core/turbodescribe.h"
 
 #include "core/cbmscan.h"
+#include "core/turbolengths.h"
+#include "core/turbopilots.h"
 
 #include <algorithm>
 #include <array>
@@ -14,283 +16,11 @@ const char ENTRY_TYPE_UNKNOWN_TURBO[] = "UNKNOWN TURBO";
 namespace {
 
 using turbo::BitOrder;
+using namespace turbo_shape;
 
-constexpr std::size_t MIN_PULSES = 400;
-constexpr std::size_t MIN_PILOT_BYTES = 32;        // a pilot of a block on its own
-constexpr std::size_t MIN_SHORT_PILOT_BYTES = 3;   // of blocks whose pilot and sync repeat
-constexpr std::size_t MIN_REPEATS = 3;             // how often they must
-constexpr std::size_t MIN_PILOT_BITS = 256;
-constexpr std::size_t PART_START_SLACK = 32;       // bits a pause may take off a pilot's start
+constexpr std::size_t MIN_REPEATS = 3;             // blocks whose short pilot and sync repeat, at least
 constexpr std::size_t SCORED_BYTES = 2048;
 constexpr std::size_t FIRST_BYTES = 4;
-constexpr double CLASS_SPREAD = 0.22;              // of a class's length, around it
-constexpr double CLASS_SPREAD_UNITS = 3;           // at least: a TAP unit of rounding and a real deck's jitter
-constexpr double BYTE_MARKER_SHARE = 0.8;          // markers followed by a long pulse
-constexpr double MARKER_FROM = 1.15, MARKER_TO = 2.3;  // a marker's length, of the long class's
-constexpr std::size_t MIN_MARKERS = 32;
-
-// The pulse lengths of a stretch as full waves: the track's own, or its
-// half waves paired and added up (kept in `paired`).
-struct Stretch {
-    const uint8_t *units = nullptr;
-    std::size_t size = 0;
-    std::vector<uint8_t> paired;  // moved with its buffer, never copied (units may point into it)
-
-    Stretch() = default;
-    Stretch(Stretch &&) = default;
-    Stretch &operator=(Stretch &&) = default;
-    Stretch(const Stretch &) = delete;
-    Stretch &operator=(const Stretch &) = delete;
-    uint8_t operator[](std::size_t q) const { return units[q]; }
-};
-
-using Histogram = std::array<double, 258>;
-
-// How far around a class's length its pulses spread.
-double spread(double length) { return std::max(CLASS_SPREAD * length, CLASS_SPREAD_UNITS); }
-
-// The classes of a stretch: two or three peaks of its histogram, far enough
-// apart, with deep valleys between them, and nearly every pulse near one of
-// them. More peaks, or pulses spread everywhere (noise), make no turbo.
-struct Classes {
-    bool ok = false;
-    int count = 0;
-    std::array<double, 3> mean{};
-    std::array<uint8_t, 256> class_of{};  // of every length
-    double threshold(int k) const { return (mean[std::size_t(k)] + mean[std::size_t(k) + 1]) / 2; }
-    int of(uint8_t u) const { return class_of[u]; }
-    void fill_lookup()
-    {
-        for (int u = 0; u < 256; ++u) {
-            int k = 0;
-            while (k + 1 < count && u >= threshold(k))
-                ++k;
-            class_of[std::size_t(u)] = uint8_t(k);
-        }
-    }
-};
-
-// A pulse longer than the bit classes' longest that is nearly always
-// followed by one of that class is a byte marker: Commodore ROM data (its
-// leader then looks like a pilot of 0 bits), not a turbo.
-bool has_byte_markers(const std::vector<const Stretch *> &parts, const Classes &c)
-{
-    const double one = c.mean[1];
-    std::size_t markers = 0, then_one = 0;
-    for (const Stretch *part : parts)
-        for (std::size_t q = 0; q + 1 < part->size; ++q) {
-            const Stretch &units = *part;
-            const uint8_t u = units[q];
-            if (u == 0 || u < MARKER_FROM * one || u > MARKER_TO * one || (c.count == 3 && c.of(u) != 2))
-                continue;
-            ++markers;
-            then_one += std::fabs(units[q + 1] - one) <= 0.15 * one;
-        }
-    return markers >= MIN_MARKERS && double(then_one) >= BYTE_MARKER_SHARE * double(markers);
-}
-
-void add_to_histogram(Histogram &h, const Stretch &s)
-{
-    std::array<uint32_t, 256> counts{};
-    for (std::size_t q = 0; q < s.size; ++q)
-        ++counts[s.units[q]];
-    for (std::size_t u = 1; u < 256; ++u)
-        h[u] += counts[u];
-}
-
-// `h`: the parts' histogram (add_to_histogram).
-Classes find_classes(const Histogram &h, const std::vector<const Stretch *> &parts)
-{
-    double total = 0;
-    for (std::size_t u = 1; u < 256; ++u)
-        total += h[u];
-    Classes c;
-    if (total < double(MIN_PULSES))
-        return c;
-    std::array<double, 258> s{};  // smoothed over three units
-    for (int u = 1; u <= 255; ++u)
-        s[std::size_t(u)] = h[std::size_t(u - 1)] + h[std::size_t(u)] + h[std::size_t(u + 1)];
-    const auto at = [&](int u) { return s[std::size_t(u)]; };
-    // Peaks: local maxima holding 2 % of the pulses (a long pilot may be
-    // most of a stretch); two without a deep valley between them, or too
-    // close, are one (the higher).
-    std::vector<int> peaks;
-    for (int u = 1; u <= 255; ++u) {
-        if (at(u) < std::max(0.02 * total, 24.0) || at(u) < at(u - 1) || at(u) <= at(u + 1))
-            continue;
-        if (!peaks.empty()) {
-            const int last = peaks.back();
-            double valley = at(last);
-            for (int v = last; v <= u; ++v)
-                valley = std::min(valley, at(v));
-            const bool apart = u - last >= std::max(4, last / 5);
-            if (!apart || valley > 0.15 * std::min(at(last), at(u))) {
-                if (at(u) > at(last))
-                    peaks.back() = u;
-                continue;
-            }
-        }
-        peaks.push_back(u);
-    }
-    if (peaks.size() < 2 || peaks.size() > 3)
-        return c;
-    c.count = int(peaks.size());
-    // Class means, each over the pulses nearest to its peak and close to it.
-    std::array<double, 3> sum{}, n{};
-    for (int u = 1; u <= 255; ++u) {
-        std::size_t k = 0;
-        while (k + 1 < peaks.size() && u >= (peaks[k] + peaks[k + 1]) / 2.0)
-            ++k;
-        if (std::fabs(u - peaks[k]) > spread(peaks[k]))
-            continue;
-        sum[k] += u * h[std::size_t(u)];
-        n[k] += h[std::size_t(u)];
-    }
-    double in_classes = 0;
-    for (std::size_t k = 0; k < peaks.size(); ++k) {
-        if (n[k] == 0)
-            return c;
-        c.mean[k] = sum[k] / n[k];
-        in_classes += n[k];
-    }
-    const double ratio = c.mean[1] / c.mean[0];
-    if (ratio < 1.25 || ratio > 3.5 || in_classes < 0.92 * total)
-        return c;
-    if (c.count == 3 && (c.mean[2] / c.mean[1] < 1.12 || c.mean[2] / c.mean[1] > 2.5))
-        return c;
-    // No other class: outside these, no length gathers pulses.
-    for (int u = 1; u <= 255; ++u) {
-        bool near = false;
-        for (std::size_t k = 0; k < peaks.size(); ++k)
-            near = near || std::fabs(u - c.mean[k]) <= spread(c.mean[k]);
-        if (!near && h[std::size_t(u)] >= std::max(4.0, 0.004 * total))
-            return c;
-    }
-    c.fill_lookup();
-    if (has_byte_markers(parts, c))
-        return c;
-    c.ok = true;
-    return c;
-}
-
-// A stretch of a track. A tape of half waves holds a full wave as two
-// halves of one length: they are paired from the phase whose pairs are the
-// more even.
-Stretch stretch_of(const PulseTrack &track, std::size_t first, std::size_t count, bool half_waves)
-{
-    Stretch s;
-    const uint8_t *half = track.small.data() + first;
-    if (!half_waves) {
-        s.units = half;
-        s.size = count;
-        return s;
-    }
-    std::size_t even[2] = {0, 0};
-    for (std::size_t phase = 0; phase < 2; ++phase)
-        for (std::size_t q = phase; q + 1 < count; q += 2) {
-            const int a = half[q], b = half[q + 1];
-            even[phase] += std::abs(a - b) <= std::max(2, (a + b) / 8);
-        }
-    for (std::size_t q = even[1] > even[0] ? 1 : 0; q + 1 < count; q += 2)
-        s.paired.push_back(half[q] == 0 || half[q + 1] == 0 ? 0 : uint8_t(std::min(255, half[q] + half[q + 1])));
-    s.units = s.paired.data();
-    s.size = s.paired.size();
-    return s;
-}
-
-// The bits of a stretch's pulses; a pulse of the third class gives the two
-// bits of `longest`.
-void append_bits(std::vector<uint8_t> &bit, const Stretch &units, const Classes &c, uint8_t longest)
-{
-    for (std::size_t q = 0; q < units.size; ++q) {
-        const int k = c.of(units[q]);
-        if (k < 2) {
-            bit.push_back(uint8_t(k));
-        } else {
-            bit.push_back(uint8_t(longest >> 1 & 1));
-            bit.push_back(uint8_t(longest & 1));
-        }
-    }
-}
-
-// A pilot found among the bits: [start, end), end the first bit that breaks it.
-struct Pilot {
-    std::size_t start = 0, end = 0;
-    bool bits = false;     // a run of one bit value, long enough for a pilot of bits
-    bool uniform = false;  // of one bit value (a trailer, if short)
-    bool pair = false;     // two different bytes repeated
-    bool at_part_start = false;  // right after a pause
-    std::size_t part = 0;        // the stretch it lies in
-};
-
-// The pilots of one byte (or of one bit) among bits [begin, end).
-std::vector<Pilot> find_pilots(const std::vector<uint8_t> &bit, std::size_t begin, std::size_t end)
-{
-    std::vector<Pilot> out;
-    // repeat_from: where the run of bits equal to those 8 before began;
-    // same_from: where the run of one bit value began.
-    std::size_t repeat_from = begin, same_from = begin;
-    const auto close = [&](std::size_t at) {
-        const bool uniform = same_from <= repeat_from + 8;
-        const bool bits = uniform && at - same_from >= MIN_PILOT_BITS;
-        if (!bits && at - repeat_from < 8 * MIN_SHORT_PILOT_BYTES)
-            return;
-        Pilot p;
-        p.start = uniform ? std::max(same_from, repeat_from) : repeat_from;
-        p.end = at;
-        p.bits = bits;
-        p.uniform = uniform;
-        p.at_part_start = p.start < begin + PART_START_SLACK;
-        // A pilot leads into a block: a run of one bit value with less than
-        // a few bytes after it before the next pilot is a block's trailer
-        // (a long one only before another long pilot).
-        const bool long_pilot = bits || at - repeat_from >= 8 * MIN_PILOT_BYTES;
-        if (!out.empty() && out.back().uniform && (!out.back().bits || long_pilot) &&
-            p.start < out.back().end + 8 * 16)
-            out.pop_back();
-        out.push_back(p);
-    };
-    for (std::size_t q = begin + 1; q < end; ++q) {
-        if (q >= begin + 8 && bit[q] != bit[q - 8]) {
-            close(q);
-            repeat_from = q - 7;  // the 8 bits before q may begin the next pilot
-        }
-        if (bit[q] != bit[q - 1])
-            same_from = q;
-    }
-    if (!out.empty() && out.back().end + 8 * 16 > end)
-        out.pop_back();
-    return out;
-}
-
-// The long pilots of a pair of different bytes repeated (IRQTape's lead-in
-// $C3 $FF ...) among bits [begin, end).
-std::vector<Pilot> find_pair_pilots(const std::vector<uint8_t> &bit, std::size_t begin, std::size_t end)
-{
-    std::vector<Pilot> out;
-    std::size_t from = begin;
-    const auto close = [&](std::size_t at) {
-        if (at - from < 8 * MIN_PILOT_BYTES || at + 8 * 16 > end)
-            return;
-        bool differ = false;
-        for (std::size_t k = from; k < from + 8; ++k)
-            differ = differ || bit[k] != bit[k + 8];
-        if (!differ)
-            return;  // a pilot of one byte
-        Pilot p;
-        p.start = from;
-        p.end = at;
-        p.pair = true;
-        p.at_part_start = from < begin + PART_START_SLACK;
-        out.push_back(p);
-    };
-    for (std::size_t q = begin + 16; q < end; ++q)
-        if (bit[q] != bit[q - 16]) {
-            close(q);
-            from = q - 15;
-        }
-    return out;
-}
 
 // How much a run of bytes looks like a Commodore program: 6502 instructions
 // and their usual operands, PETSCII text, BASIC keywords.
@@ -622,27 +352,6 @@ std::string TurboDescription::text() const
 
 namespace {
 
-// Which two bits a third, longest class may carry. A loader that times a
-// 1 and a 0 in one pulse writes every 1 followed by a 0 that way: a single
-// 1 pulse is then never followed by a single 0 one. (Likewise a 0 never by
-// a 1 where the pulse carries 0 1.) Where the pulses show one of them
-// clearly, that is the reading; else both are tried and the bytes decide.
-std::vector<uint8_t> longest_pulse_readings(const std::vector<const Stretch *> &units, const Classes &classes)
-{
-    std::size_t one_then_zero = 0, zero_then_one = 0;
-    for (const Stretch *part : units)
-        for (std::size_t q = 0; q + 1 < part->size; ++q) {
-            const int a = classes.of((*part)[q]), b = classes.of((*part)[q + 1]);
-            one_then_zero += a == 1 && b == 0;
-            zero_then_one += a == 0 && b == 1;
-        }
-    if (4 * one_then_zero < zero_then_one)
-        return {0b10};
-    if (4 * zero_then_one < one_then_zero)
-        return {0b01};
-    return {0b10, 0b01};
-}
-
 // The parts of a chain, their classes found.
 std::vector<TurboDescription> describe_parts(const std::vector<const Stretch *> &units, const Classes &classes,
                                              const BootFacts *facts, bool half_waves)
@@ -724,21 +433,6 @@ TurboDescription describe_unknown_turbo(const PulseTrack &track, std::size_t fir
         return {};
     return describe_unknown_turbo_chain(track, {TurboStretch{first, count}}, facts).front();
 }
-
-namespace {
-
-// Whether two stretches' classes are the same loader's.
-bool same_classes(const Classes &a, const Classes &b)
-{
-    if (a.count != b.count)
-        return false;
-    for (int k = 0; k < a.count; ++k)
-        if (std::fabs(a.mean[std::size_t(k)] - b.mean[std::size_t(k)]) > 0.08 * a.mean[std::size_t(k)])
-            return false;
-    return true;
-}
-
-} // namespace
 
 void describe_unknown_turbos(TapeScan &scan)
 {
