@@ -165,11 +165,14 @@ Attempt describe_bits(const ChainBits &chain, const BootFacts *facts)
                                [&](const Pilot &q) { return p.start >= q.start && p.end <= q.end; });
         };
         for (Pilot p : find_pilots(bit, b, e))
-            if (!in_pair(p))
+            if (!in_pair(p)) {
+                p.part = part;
                 candidates.push_back(p);
-        candidates.insert(candidates.end(), pairs.begin(), pairs.end());
-        for (std::size_t i = candidates.size(); i-- > 0 && (candidates[i].start >= b);)
-            candidates[i].part = part;
+            }
+        for (Pilot p : pairs) {
+            p.part = part;
+            candidates.push_back(p);
+        }
     }
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const Pilot &a, const Pilot &b) { return a.start < b.start; });
@@ -296,13 +299,14 @@ Attempt describe_bits(const ChainBits &chain, const BootFacts *facts)
             d.bit_pilot = p.bits;
             d.pair_pilot = p.pair;
             d.pilot_count = p.bits ? p.end - p.start : count;
-            if (p.bits)
+            if (p.bits) {
                 d.pilot_value = bit[p.start];
-            else if (p.pair)
-                d.pilot_value = byte_at(bit, from - 16 * count, order),
+            } else if (p.pair) {
+                d.pilot_value = byte_at(bit, from - 16 * count, order);
                 d.pilot_second = byte_at(bit, from - 16 * count + 8, order);
-            else
+            } else {
                 d.pilot_value = byte_at(bit, from - 8, order);
+            }
             d.first_bytes.assign(block.begin(), block.begin() + long(std::min(block.size(), FIRST_BYTES)));
             d.order = order;
             d.found = true;
